@@ -49,6 +49,11 @@ class String
 		int32_t capacity;
 		char* characters;
 		char room[16];
+
+		// Byte counts exclude the terminator; `text` may lie inside this string.
+		void AssignBytes(const char* text, int32_t count);
+		void AppendBytes(const char* text, int32_t count);
+		void TakeFrom(String& other);
 };
 
 int32_t TextLength(const char* text);

@@ -1,0 +1,372 @@
+#include "album/Codec.h"
+
+#include <cstring>
+
+// Token families by their first byte: the top three bits choose.
+//   000nnnnn          literals, 1 to 32
+//   0x20 b | 0x21 w   literals, 33 to 288 | 289 to 65824
+//   010lllll d        match of 4 to 35, distance 1 to 256
+//   0x60 b d | 0x61 w d
+//   100lllll e        match of 4 to 35, distance 1 to 65536
+//   0xA0 b e | 0xA1 w e
+//   0xC0 and up       end of the stream
+// Multi-byte numbers are big-endian.
+
+static constexpr uint32_t kWindowSize = 32768;
+static constexpr uint32_t kWindowMask = kWindowSize - 1;
+static constexpr uint32_t kHeadCount = 4096;
+static constexpr uint32_t kChainLimit = 256;
+static constexpr uint32_t kNoPosition = 0xFFFFFFFF;
+static constexpr uint32_t kShortestMatch = 4;
+static constexpr uint32_t kLongestLiteralToken = 65824;
+static constexpr uint32_t kLongestMatchToken = 65827;
+static constexpr uint32_t kShortDistanceLimit = 256;
+static constexpr uint8_t kFiller = 0xE0;
+
+// The window's chains, newest position first. `older` is indexed by a position's
+// low 15 bits and holds the next older position of the same hash. A position
+// leaves the window exactly when the position 32768 ahead of it claims its slot;
+// every position below the search point has been inserted by then, so a walk
+// that stops at the first position older than the window sees the same chain,
+// in the same order, as a doubly linked list that unlinks the evicted node.
+struct CodecTables
+{
+	uint32_t head[kHeadCount];
+	uint32_t older[kWindowSize];
+};
+
+struct CodecWriter
+{
+	uint8_t* data;
+	uint32_t size;
+	uint32_t capacity;
+};
+
+static inline uint32_t HashAt(const uint8_t* input, uint32_t position)
+{
+	return (uint32_t(input[position]) << 4) | (uint32_t(input[position + 1]) >> 4);
+}
+
+static inline void InsertPosition(CodecTables* tables, const uint8_t* input, uint32_t position)
+{
+	uint32_t hash = HashAt(input, position);
+	tables->older[position & kWindowMask] = tables->head[hash];
+	tables->head[hash] = position;
+}
+
+// Counts how many leading bytes of `earlier` and `current` agree, up to `limit`.
+// `earlier` lies before `current` in the same buffer and may overlap it.
+static inline uint32_t CountMatch(const uint8_t* earlier, const uint8_t* current, uint32_t limit)
+{
+	uint32_t length = 0;
+	while (limit - length >= 8)
+	{
+		uint64_t a;
+		uint64_t b;
+		std::memcpy(&a, earlier + length, 8);
+		std::memcpy(&b, current + length, 8);
+		uint64_t difference = a ^ b;
+		if (difference != 0)
+		{
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+			return length + uint32_t(__builtin_ctzll(difference) >> 3);
+#else
+			break;
+#endif
+		}
+		length += 8;
+	}
+	while ((length < limit) && (earlier[length] == current[length])) length++;
+	return length;
+}
+
+// A longer token costs one or two bytes more; the match search weighs that.
+static inline uint32_t MatchScore(uint32_t length)
+{
+	uint32_t cost = 0;
+	if (length >= 36) cost++;
+	if (length >= 292) cost++;
+	return length - cost;
+}
+
+static inline bool WriteBytes(CodecWriter* writer, const uint8_t* bytes, uint32_t count)
+{
+	if (writer->capacity - writer->size < count) return false;
+	std::memcpy(writer->data + writer->size, bytes, count);
+	writer->size += count;
+	return true;
+}
+
+// One literal token of 1 to 65824 bytes, in its shortest family.
+static bool WriteLiteralToken(CodecWriter* writer, const uint8_t* bytes, uint32_t count)
+{
+	uint8_t header[3];
+	uint32_t headerSize;
+	if (count <= 32)
+	{
+		header[0] = uint8_t(count - 1);
+		headerSize = 1;
+	}
+	else if (count <= 288)
+	{
+		header[0] = 0x20;
+		header[1] = uint8_t(count - 33);
+		headerSize = 2;
+	}
+	else
+	{
+		uint32_t w = count - 289;
+		header[0] = 0x21;
+		header[1] = uint8_t(w >> 8);
+		header[2] = uint8_t(w);
+		headerSize = 3;
+	}
+	if (writer->capacity - writer->size < headerSize + count) return false;
+	return WriteBytes(writer, header, headerSize) && WriteBytes(writer, bytes, count);
+}
+
+static bool WriteLiterals(CodecWriter* writer, const uint8_t* bytes, uint32_t count)
+{
+	while (count > kLongestLiteralToken)
+	{
+		if (!WriteLiteralToken(writer, bytes, kLongestLiteralToken)) return false;
+		bytes += kLongestLiteralToken;
+		count -= kLongestLiteralToken;
+	}
+	if (count == 0) return true;
+	return WriteLiteralToken(writer, bytes, count);
+}
+
+// One match token of 4 to 65827 bytes, in its shortest family for the distance.
+static bool WriteMatchToken(CodecWriter* writer, uint32_t length, uint32_t distance)
+{
+	uint8_t token[5];
+	uint32_t size = 0;
+	uint8_t family = (distance <= kShortDistanceLimit) ? 0x40 : 0x80;
+	if (length <= 35)
+	{
+		token[size++] = uint8_t(family | (length - 4));
+	}
+	else if (length <= 291)
+	{
+		token[size++] = uint8_t(family | 0x20);
+		token[size++] = uint8_t(length - 36);
+	}
+	else
+	{
+		uint32_t w = length - 292;
+		token[size++] = uint8_t(family | 0x21);
+		token[size++] = uint8_t(w >> 8);
+		token[size++] = uint8_t(w);
+	}
+	uint32_t code = distance - 1;
+	if (distance > kShortDistanceLimit) token[size++] = uint8_t(code >> 8);
+	token[size++] = uint8_t(code);
+	return WriteBytes(writer, token, size);
+}
+
+// `length` is never 65827 k + 1 to 3: the caller shortens such matches.
+static bool WriteMatch(CodecWriter* writer, uint32_t length, uint32_t distance)
+{
+	while (length > kLongestMatchToken)
+	{
+		if (!WriteMatchToken(writer, kLongestMatchToken, distance)) return false;
+		length -= kLongestMatchToken;
+	}
+	if (length == 0) return true;
+	return WriteMatchToken(writer, length, distance);
+}
+
+uint32_t Compress(const void* inputData, uint32_t inputSize, void* outputData)
+{
+	if (inputSize < 4) return 0;
+	const uint8_t* input = static_cast<const uint8_t*>(inputData);
+	CodecWriter writer = {static_cast<uint8_t*>(outputData), 0, inputSize};
+	uint32_t literalStart = 0;
+
+	// Below 6 bytes no match can pay: everything goes out as literals.
+	if (inputSize >= 6)
+	{
+		// `older` needs no clearing: a slot is read only through a position
+		// that wrote it.
+		CodecTables* tables = new CodecTables;
+		std::memset(tables->head, 0xFF, sizeof(tables->head));
+		InsertPosition(tables, input, 0);
+
+		uint32_t p = 1;
+		while (inputSize - p >= 5)
+		{
+			uint32_t remaining = inputSize - p;
+			const uint8_t* current = input + p;
+
+			// A run of the previous byte comes first and wins every tie.
+			uint32_t bestLength = CountMatch(current - 1, current, remaining);
+			if (bestLength < kShortestMatch) bestLength = 0;
+			uint32_t bestDistance = 1;
+			uint32_t bestScore = MatchScore(bestLength);
+
+			if (bestLength < remaining)
+			{
+				uint32_t windowStart = (p > kWindowSize) ? p - kWindowSize : 0;
+				uint32_t candidate = tables->head[HashAt(input, p)];
+				for (uint32_t visited = 0; visited < kChainLimit; visited++)
+				{
+					if ((candidate == kNoPosition) || (candidate < windowStart)) break;
+					uint32_t length = CountMatch(input + candidate, current, remaining);
+					if (length < kShortestMatch) length = 0;
+					uint32_t score = MatchScore(length);
+					if (score > bestScore)
+					{
+						bestLength = length;
+						bestDistance = p - candidate;
+						bestScore = score;
+					}
+					if (length == remaining) break;
+					candidate = tables->older[candidate & kWindowMask];
+				}
+			}
+
+			if (bestLength != 0)
+			{
+				// Deliberate: no token holds a match rest of 1 to 3 bytes, so a
+				// match over 65827 bytes that would leave one is cut back to a
+				// whole number of 65827-byte tokens; the cut bytes are coded
+				// afresh from the next position.
+				uint32_t rest = bestLength % kLongestMatchToken;
+				if ((bestLength > kLongestMatchToken) && (rest != 0) && (rest < kShortestMatch)) bestLength -= rest;
+
+				if (!WriteLiterals(&writer, input + literalStart, p - literalStart) || !WriteMatch(&writer, bestLength, bestDistance))
+				{
+					delete tables;
+					return 0;
+				}
+				uint32_t insertCount = (bestLength < remaining - 4) ? bestLength : remaining - 4;
+				for (uint32_t i = 0; i < insertCount; i++) InsertPosition(tables, input, p + i);
+				p += bestLength;
+				literalStart = p;
+			}
+			else
+			{
+				InsertPosition(tables, input, p);
+				p++;
+			}
+		}
+		delete tables;
+	}
+
+	if (!WriteLiterals(&writer, input + literalStart, inputSize - literalStart)) return 0;
+	while ((writer.size & 3) != 0)
+	{
+		if (!WriteBytes(&writer, &kFiller, 1)) return 0;
+	}
+	return writer.size;
+}
+
+// Reads a big-endian number of `count` bytes (1 or 2) at `*position`.
+static inline bool ReadNumber(const uint8_t* input, uint32_t inputSize, uint32_t* position, uint32_t count, uint32_t* value)
+{
+	if (inputSize - *position < count) return false;
+	uint32_t result = input[*position];
+	if (count == 2) result = (result << 8) | input[*position + 1];
+	*position += count;
+	*value = result;
+	return true;
+}
+
+// Copies forward from `distance` bytes back, so a distance shorter than the
+// length repeats the pattern. The caller has checked both ends.
+static inline void CopyMatch(uint8_t* destination, uint32_t length, uint32_t distance)
+{
+	const uint8_t* source = destination - distance;
+	if (distance == 1)
+	{
+		std::memset(destination, *source, length);
+		return;
+	}
+	if (distance >= length)
+	{
+		std::memcpy(destination, source, length);
+		return;
+	}
+	if (distance < 8)
+	{
+		// The output repeats with this period, and so with any multiple of it:
+		// once a multiple of 8 or more lies behind, whole words can be copied.
+		uint32_t period = distance;
+		while (period < 8) period += distance;
+		uint32_t lead = period - distance;
+		if (lead > length) lead = length;
+		for (uint32_t i = 0; i < lead; i++) destination[i] = source[i];
+		destination += lead;
+		length -= lead;
+		source = destination - period;
+	}
+	while (length >= 8)
+	{
+		std::memcpy(destination, source, 8);
+		destination += 8;
+		source += 8;
+		length -= 8;
+	}
+	for (uint32_t i = 0; i < length; i++) destination[i] = source[i];
+}
+
+uint32_t Decompress(const void* inputData, uint32_t inputSize, void* outputData, uint32_t outputSize)
+{
+	const uint8_t* input = static_cast<const uint8_t*>(inputData);
+	uint8_t* output = static_cast<uint8_t*>(outputData);
+	uint32_t position = 0;
+	uint32_t written = 0;
+
+	while (position < inputSize)
+	{
+		uint32_t first = input[position++];
+		if (first >= 0xC0) break;
+
+		// Only whether the low 5 bits are zero tells the one-byte length form
+		// from the two-byte form.
+		uint32_t low = first & 0x1F;
+		if (first < 0x40)
+		{
+			uint32_t count;
+			if (first < 0x20)
+			{
+				count = low + 1;
+			}
+			else
+			{
+				uint32_t value;
+				if (!ReadNumber(input, inputSize, &position, (low == 0) ? 1 : 2, &value)) return 'TRNC';
+				count = value + ((low == 0) ? 33 : 289);
+			}
+			if (inputSize - position < count) return 'TRNC';
+			if (outputSize - written < count) return 'OVFL';
+			std::memcpy(output + written, input + position, count);
+			position += count;
+			written += count;
+			continue;
+		}
+
+		uint32_t length;
+		if ((first & 0x20) == 0)
+		{
+			length = low + 4;
+		}
+		else
+		{
+			uint32_t value;
+			if (!ReadNumber(input, inputSize, &position, (low == 0) ? 1 : 2, &value)) return 'TRNC';
+			length = value + ((low == 0) ? 36 : 292);
+		}
+		uint32_t distanceCode;
+		if (!ReadNumber(input, inputSize, &position, (first & 0x80) ? 2 : 1, &distanceCode)) return 'TRNC';
+		uint32_t distance = distanceCode + 1;
+		if (distance > written) return 'DIST';
+		if (outputSize - written < length) return 'OVFL';
+		CopyMatch(output + written, length, distance);
+		written += length;
+	}
+
+	if (written != outputSize) return 'SHRT';
+	return 0;
+}

@@ -1,0 +1,396 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <spawn.h>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include "document/VectorDocument.h"
+#include "tool/Tool.h"
+
+extern char** environ;
+
+namespace {
+
+struct RunResult
+{
+	int status;
+	std::string output;
+};
+
+// Starts the built executable with `arguments` and collects its standard
+// output and exit status.
+RunResult RunVorp(const std::vector<std::string>& arguments)
+{
+	std::vector<char*> argv;
+	std::string program = VORP_EXECUTABLE;
+	argv.push_back(program.data());
+	std::vector<std::string> copies = arguments;
+	for (std::string& argument : copies) argv.push_back(argument.data());
+	argv.push_back(nullptr);
+
+	int pipeEnds[2];
+	EXPECT_EQ(pipe(pipeEnds), 0);
+	posix_spawn_file_actions_t actions;
+	posix_spawn_file_actions_init(&actions);
+	posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 1);
+	posix_spawn_file_actions_addclose(&actions, pipeEnds[0]);
+
+	pid_t child = 0;
+	int spawned = posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), environ);
+	posix_spawn_file_actions_destroy(&actions);
+	close(pipeEnds[1]);
+
+	RunResult result{-1, ""};
+	if (spawned != 0)
+	{
+		close(pipeEnds[0]);
+		ADD_FAILURE() << "cannot start " << program;
+		return result;
+	}
+
+	char buffer[4096];
+	for (;;)
+	{
+		ssize_t count = read(pipeEnds[0], buffer, sizeof(buffer));
+		if (count <= 0) break;
+		result.output.append(buffer, size_t(count));
+	}
+	close(pipeEnds[0]);
+
+	int status = 0;
+	waitpid(child, &status, 0);
+	result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+	return result;
+}
+
+// A fresh directory for the files of one test, removed with its content.
+class Scratch
+{
+	public:
+
+		Scratch()
+		{
+			char pattern[] = "/tmp/vorp-tool-XXXXXX";
+			const char* made = mkdtemp(pattern);
+			directory = made ? made : "/tmp";
+		}
+
+		~Scratch()
+		{
+			std::string command = "rm -rf '" + directory + "'";
+			if (directory != "/tmp") EXPECT_EQ(std::system(command.c_str()), 0);
+		}
+
+		std::string Path(const std::string& name) const { return directory + "/" + name; }
+
+		std::string Write(const std::string& name, const std::string& content) const
+		{
+			std::string path = Path(name);
+			FILE* file = std::fopen(path.c_str(), "wb");
+			EXPECT_NE(file, nullptr);
+			if (file)
+			{
+				std::fwrite(content.data(), 1, content.size(), file);
+				std::fclose(file);
+			}
+			return path;
+		}
+
+		std::string directory;
+};
+
+bool Exists(const std::string& path)
+{
+	struct stat status;
+	return stat(path.c_str(), &status) == 0;
+}
+
+struct MessageRow
+{
+	const char* text;
+	std::vector<std::string> arguments;
+	const char* output;
+	int status;
+};
+
+TEST(Tool, CommandLineMessages)
+{
+	// Every file named here is absent, so no row gets as far as loading.
+	const MessageRow rows[] = {
+		{"no arguments", {}, "Error: No input file name specified.\n", 1},
+		{"-o without value", {"-o"}, "Error: No input file name specified.\n", 1},
+		{"-g without value", {"-g"}, "Error: No input file name specified.\n", 1},
+		{"only options", {"-pict", "-float"}, "Error: No input file name specified.\n", 1},
+		{"dash alone", {"-"}, "Error: No input file name specified.\n", 1},
+		{"no output", {"in.svg"}, "Error: No output file name specified with -o option or -g option.\n", 1},
+		{"-o dropped at end", {"in.svg", "-o"}, "Error: No output file name specified with -o option or -g option.\n", 1},
+		{"vertex count missing", {"in.svg", "-poly-vertex-count"}, "Error: No polygon vertex count specified.\n", 1},
+		{"vertex count syntax", {"-poly-vertex-count", "x"}, "Error: Invalid polygon vertex count syntax.\n", 1},
+		{"vertex count overflow", {"-poly-vertex-count", "2147483648"}, "Error: Invalid polygon vertex count syntax.\n", 1},
+		{"edge factor missing", {"-poly-edge-factor"}, "Error: No polygon edge factor specified.\n", 1},
+		{"edge factor syntax", {"-poly-edge-factor", "."}, "Error: Invalid polygon edge factor syntax.\n", 1},
+		{"band count missing", {"-o", "x", "-max-band-count"}, "Error: No max band count specified.\n", 1},
+		{"band count syntax", {"-max-band-count", "1__0"}, "Error: Invalid max band count syntax.\n", 1},
+		{"band count empty", {"-max-band-count", ""}, "Error: Invalid max band count syntax.\n", 1},
+		{"directory without input", {"-font", "-g", "out"}, "Error: No input directory name specified.\n", 1},
+		{"directory without -g", {"-font", "dir", "-o", "x"}, "Error: No output file name specified with -g option.\n", 1},
+		{"first bad value wins", {"-max-band-count", "z", "-poly-vertex-count", "y"}, "Error: Invalid max band count syntax.\n", 1},
+	};
+
+	for (const MessageRow& row : rows)
+	{
+		SCOPED_TRACE(row.text);
+		RunResult result = RunVorp(row.arguments);
+		EXPECT_EQ(result.output, row.output);
+		EXPECT_EQ(result.status, row.status);
+	}
+}
+
+TEST(Tool, BadValueEndsRunBeforeAnyFileIsTouched)
+{
+	Scratch scratch;
+	std::string input = scratch.Write("in.tess", "");
+	std::string album = scratch.Path("out.vorp");
+	RunResult result = RunVorp({input, "-o", album, "-poly-edge-factor", "abc"});
+	EXPECT_EQ(result.output, "Error: Invalid polygon edge factor syntax.\n");
+	EXPECT_EQ(result.status, 1);
+	EXPECT_FALSE(Exists(album));
+}
+
+TEST(Tool, MissingInputCreatesNothing)
+{
+	Scratch scratch;
+	std::string input = scratch.Path("absent.svg");
+	std::string album = scratch.Path("out.vorp");
+	std::string exchange = scratch.Path("out.tess");
+	RunResult result = RunVorp({"-o", album, "-g", exchange, input});
+	EXPECT_EQ(result.output, "Error: Cannot open input file:\n" + input + "\n");
+	EXPECT_EQ(result.status, 1);
+	EXPECT_FALSE(Exists(album));
+	EXPECT_FALSE(Exists(exchange));
+}
+
+TEST(Tool, DirectoryAsInputCannotBeOpened)
+{
+	Scratch scratch;
+	RunResult result = RunVorp({scratch.directory, "-g", scratch.Path("out.tess")});
+	EXPECT_EQ(result.output, "Error: Cannot open input file:\n" + scratch.directory + "\n");
+	EXPECT_EQ(result.status, 1);
+}
+
+TEST(Tool, LastInputNameWins)
+{
+	Scratch scratch;
+	std::string present = scratch.Write("b.tess", "");
+	std::string album = scratch.Path("x.vorp");
+	// a.svg does not exist; reading it would fail the run.
+	RunResult result = RunVorp({scratch.Path("a.svg"), present, "-o", album});
+	EXPECT_EQ(result.output, "");
+	EXPECT_EQ(result.status, 0);
+	EXPECT_TRUE(Exists(album));
+}
+
+TEST(Tool, UnknownOptionsAreIgnored)
+{
+	Scratch scratch;
+	std::string input = scratch.Write("in.svg", "");
+	std::string album = scratch.Path("x.vorp");
+	RunResult result = RunVorp({input, "-o", album, "-bogus", "-", "-O", "-Pict"});
+	EXPECT_EQ(result.output, "");
+	EXPECT_EQ(result.status, 0);
+	EXPECT_TRUE(Exists(album));
+}
+
+TEST(Tool, OutputsThatCannotBeCreated)
+{
+	Scratch scratch;
+	std::string input = scratch.Write("in.tess", "");
+	std::string nowhere = scratch.Path("no/such/dir/out");
+
+	RunResult album = RunVorp({input, "-o", nowhere});
+	EXPECT_EQ(album.output, "Error: Cannot create Vorp output file.\n");
+	EXPECT_EQ(album.status, 1);
+
+	// The album is finished before the exchange file fails, and it stays.
+	std::string written = scratch.Path("kept.vorp");
+	RunResult exchange = RunVorp({input, "-o", written, "-g", nowhere});
+	EXPECT_EQ(exchange.output, "Error: Cannot create Tessary output file.\n");
+	EXPECT_EQ(exchange.status, 1);
+	EXPECT_TRUE(Exists(written));
+}
+
+TEST(Tool, EmptyInputWritesBothOutputs)
+{
+	Scratch scratch;
+	std::string album = scratch.Path("out.vorp");
+	std::string exchange = scratch.Path("out.tess");
+	for (const char* name : {"empty.tess", "empty.svg"})
+	{
+		SCOPED_TRACE(name);
+		std::string input = scratch.Write(name, "");
+		RunResult result = RunVorp({"-g", exchange, input, "-o", album});
+		EXPECT_EQ(result.output, "");
+		EXPECT_EQ(result.status, 0);
+		EXPECT_TRUE(Exists(album));
+		EXPECT_TRUE(Exists(exchange));
+	}
+}
+
+TEST(Tool, DirectoryModeWithMissingOrEmptyDirectory)
+{
+	Scratch scratch;
+	std::string exchange = scratch.Path("font.tess");
+
+	RunResult missing = RunVorp({"-font", scratch.Path("absent"), "-g", exchange});
+	EXPECT_EQ(missing.output, "");
+	EXPECT_EQ(missing.status, 0);
+	EXPECT_TRUE(Exists(exchange));
+
+	std::string empty = scratch.Path("empty");
+	ASSERT_EQ(mkdir(empty.c_str(), 0755), 0);
+	RunResult none = RunVorp({"-font", empty, "-g", exchange, "-o", scratch.Path("ignored.vorp")});
+	EXPECT_EQ(none.output, "");
+	EXPECT_EQ(none.status, 0);
+	// -o is not consulted in directory mode.
+	EXPECT_FALSE(Exists(scratch.Path("ignored.vorp")));
+}
+
+TEST(Tool, DirectoryModeSkipsSubdirectoriesAndUnreadableFiles)
+{
+	Scratch scratch;
+	std::string folder = scratch.Path("glyphs");
+	ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+	ASSERT_EQ(mkdir((folder + "/sub").c_str(), 0755), 0);
+	scratch.Write("glyphs/41.tess", "");
+	std::string locked = scratch.Write("glyphs/42.tess", "");
+	chmod(locked.c_str(), 0);
+	bool readable = access(locked.c_str(), R_OK) == 0;
+
+	std::string exchange = scratch.Path("font.tess");
+	RunResult result = RunVorp({"-font", folder, "-g", exchange});
+	EXPECT_EQ(result.status, 0);
+	// Running as root reads the locked file all the same.
+	if (readable) EXPECT_EQ(result.output, "");
+	else EXPECT_EQ(result.output, "Error: Cannot open input file:\n" + locked + "\n");
+	EXPECT_TRUE(Exists(exchange));
+}
+
+// The option reader on its own, to see the values it stores.
+struct OptionRow
+{
+	const char* text;
+	std::vector<std::string> arguments;
+	int32_t maxBandCount;
+	int32_t polyVertexCount;
+	float polyEdgeFactor;
+};
+
+TEST(ReadOptions, NumericValues)
+{
+	const OptionRow rows[] = {
+		{"defaults", {}, 32, 4, 1.0f},
+		{"band count 0 clamps to 1", {"-max-band-count", "0"}, 1, 4, 1.0f},
+		{"band count 99 clamps to 32", {"-max-band-count", "99"}, 32, 4, 1.0f},
+		{"band count hex", {"-max-band-count", "0x08"}, 8, 4, 1.0f},
+		{"band count negative value taken", {"-max-band-count", "-5"}, 1, 4, 1.0f},
+		{"band count trailing text ignored", {"-max-band-count", "12abc"}, 12, 4, 1.0f},
+		{"band count binary", {"-max-band-count", "0b101"}, 5, 4, 1.0f},
+		{"band count octal", {"-max-band-count", "0o17"}, 15, 4, 1.0f},
+		{"band count spaced sign", {"-max-band-count", "+ 7"}, 7, 4, 1.0f},
+		{"vertex count zero kept", {"-poly-vertex-count", "0"}, 32, 0, 1.0f},
+		{"vertex count negative kept", {"-poly-vertex-count", "-3"}, 32, -3, 1.0f},
+		{"vertex count character literal", {"-poly-vertex-count", "'A'"}, 32, 65, 1.0f},
+		{"vertex count separators", {"-poly-vertex-count", "1_000"}, 32, 1000, 1.0f},
+		{"edge factor negative floors at 0", {"-poly-edge-factor", "-1.5"}, 32, 4, 0.0f},
+		{"edge factor plain", {"-poly-edge-factor", "2.5"}, 32, 4, 2.5f},
+		{"edge factor raw NaN gives 0", {"-poly-edge-factor", "0x7FC00000"}, 32, 4, 0.0f},
+		{"edge factor raw bits", {"-poly-edge-factor", "0x3F800000"}, 32, 4, 1.0f},
+		{"edge factor short forms", {"-poly-edge-factor", ".5"}, 32, 4, 0.5f},
+		{"last value wins", {"-max-band-count", "4", "-max-band-count", "6"}, 6, 4, 1.0f},
+	};
+
+	for (const OptionRow& row : rows)
+	{
+		SCOPED_TRACE(row.text);
+		std::vector<std::string> copies = row.arguments;
+		std::vector<char*> argv;
+		argv.push_back(const_cast<char*>("vorp"));
+		for (std::string& argument : copies) argv.push_back(argument.data());
+		argv.push_back(nullptr);
+
+		VectorDocument document;
+		ToolOptions options;
+		ASSERT_TRUE(ReadOptions(int32_t(argv.size() - 1), argv.data(), &document, &options));
+		EXPECT_EQ(document.maxBandCount, row.maxBandCount);
+		EXPECT_EQ(document.polyVertexCount, row.polyVertexCount);
+		EXPECT_EQ(document.polyEdgeFactor, row.polyEdgeFactor);
+	}
+}
+
+TEST(ReadOptions, FlagsNamesAndOrder)
+{
+	std::vector<std::string> copies = {"a.svg", "-o", "-g", "b.tess", "-no-compress", "-float", "-pict", "-font",
+			"-g", "x.tess", "c.svg"};
+	std::vector<char*> argv;
+	argv.push_back(const_cast<char*>("vorp"));
+	for (std::string& argument : copies) argv.push_back(argument.data());
+	argv.push_back(nullptr);
+
+	VectorDocument document;
+	ToolOptions options;
+	ASSERT_TRUE(ReadOptions(int32_t(argv.size() - 1), argv.data(), &document, &options));
+	// -o takes the next argument whatever it looks like.
+	EXPECT_STREQ(options.albumName, "-g");
+	EXPECT_STREQ(options.exchangeName, "x.tess");
+	EXPECT_STREQ(options.inputName, "c.svg");
+	EXPECT_TRUE(options.pictureFlag);
+	EXPECT_TRUE(options.floatFlag);
+	EXPECT_TRUE(options.fontFlag);
+	EXPECT_FALSE(options.compressFlag);
+}
+
+TEST(ReadOptions, InfiniteEdgeFactorIsKept)
+{
+	std::vector<std::string> copies = {"-poly-edge-factor", "1e400"};
+	std::vector<char*> argv = {const_cast<char*>("vorp"), copies[0].data(), copies[1].data(), nullptr};
+	VectorDocument document;
+	ToolOptions options;
+	ASSERT_TRUE(ReadOptions(3, argv.data(), &document, &options));
+	EXPECT_TRUE(std::isinf(document.polyEdgeFactor));
+}
+
+TEST(IsSvgName, EndingDecides)
+{
+	const struct
+	{
+		const char* name;
+		bool svg;
+	} rows[] = {
+		{"in.svg", true},
+		{"in.SvG", true},
+		{"a.SVG", true},
+		{"dir/x.svg", true},
+		{".svg", false},
+		{"svg", false},
+		{"in.svg.txt", false},
+		{"in_svg", false},
+		{"in.svgz", false},
+		{"in.tess", false},
+		{"", false},
+	};
+
+	for (const auto& row : rows)
+	{
+		SCOPED_TRACE(row.name);
+		EXPECT_EQ(IsSvgName(row.name), row.svg);
+	}
+}
+
+}
