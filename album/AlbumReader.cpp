@@ -298,9 +298,9 @@ uint32_t LocateBandList(const AlbumContents* album, uint32_t headerColumn, uint3
 
 	// A list starts `offset` texels behind the first header, counted across
 	// rows of 4096 texels, and then runs along one row.
-	uint32_t start = headerColumn + offset;
+	uint64_t start = uint64_t(headerColumn) + offset;
 	uint64_t row = uint64_t(headerRow) + (start >> 12);
-	uint32_t first = start & 4095u;
+	uint32_t first = uint32_t(start & 4095u);
 	if (row >= album->header.bandHeight || uint64_t(first) + curves > album->header.bandWidth) return 'OFST';
 
 	uint32_t curveWidth = album->header.curveWidth;

@@ -85,7 +85,10 @@ class Scratch
 		~Scratch()
 		{
 			std::string command = "rm -rf '" + directory + "'";
-			if (directory != "/tmp") EXPECT_EQ(std::system(command.c_str()), 0);
+			if (directory != "/tmp")
+			{
+				EXPECT_EQ(std::system(command.c_str()), 0);
+			}
 		}
 
 		std::string Path(const std::string& name) const { return directory + "/" + name; }
@@ -277,8 +280,14 @@ TEST(Tool, DirectoryModeSkipsSubdirectoriesAndUnreadableFiles)
 	RunResult result = RunVorp({"-font", folder, "-g", exchange});
 	EXPECT_EQ(result.status, 0);
 	// Running as root reads the locked file all the same.
-	if (readable) EXPECT_EQ(result.output, "");
-	else EXPECT_EQ(result.output, "Error: Cannot open input file:\n" + locked + "\n");
+	if (readable)
+	{
+		EXPECT_EQ(result.output, "");
+	}
+	else
+	{
+		EXPECT_EQ(result.output, "Error: Cannot open input file:\n" + locked + "\n");
+	}
 	EXPECT_TRUE(Exists(exchange));
 }
 
