@@ -196,8 +196,9 @@ uint32_t ComputeAlbumLayout(int32_t entryCount, int32_t pictureCount, int32_t co
 // Writes a whole album: header, directory, tables, curve data, band data. The
 // images are cleared from the cursor's column to the end of its row, so the
 // last written row holds no stale texels. `identity` null means the default
-// magic, version and kind. Only the header's write decides the result: 0 or
-// 'WRIT'.
+// magic, version and kind. `floatCurves` names the curve buffer's texels: 16
+// bytes when true, 8 otherwise. Only the header's write decides the result:
+// 0 or 'WRIT'.
 uint32_t WriteAlbum(AlbumSink* output, const AlbumIdentity* identity, const AlbumDirectory* directory,
 	int32_t entryCount, const EntryRecord* entries,
 	int32_t strokeCount, const StrokeRecord* strokes,

@@ -264,8 +264,8 @@ uint32_t ReadAlbum(const void* data, uint64_t size, const AlbumIdentity* identit
 	uint32_t result = CheckHeader(album->header, identity);
 	if (result == 0)
 	{
-		// Record arrays are indexed by int32_t; the file size bounds the counts
-		// long before this in any buffer that fits in memory.
+		// Record arrays are indexed by int32_t. Every table must fit in the
+		// file, so capping the file size caps every count below 2^31.
 		if (album->directory.entryCount > 0x7FFFFFFFu || album->directory.pictureCount > 0x7FFFFFFFu) result = 'DIMS';
 		else if (size > 0x7FFFFFFFull * sizeof(StrokeTriangle)) result = 'DIMS';
 	}
