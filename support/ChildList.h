@@ -6,8 +6,8 @@
 // A class T takes part by deriving from ChildNode<T>. A node is the child of
 // at most one parent; every insertion first takes it from the parent that
 // holds it, so moving a child is one call. A parent owns its children: the
-// destructor deletes those still attached (through T*, so T's destructor
-// runs), then leaves its own parent.
+// destructor deletes the subtree still attached (through T*, so T's
+// destructor runs), then leaves its own parent.
 template <typename T>
 class ChildNode
 {
@@ -70,14 +70,23 @@ class ChildNode
 			if (child && Node(child)->parent == this) Unlink(child);
 		}
 
-		// Deletes every child, last to first.
+		// Deletes the whole subtree below this node, always a leaf at a time
+		// from the last branch, so no destructor recurses however deep the tree.
 		void PurgeChildren()
 		{
-			while (lastChild)
+			T* node = lastChild;
+			while (node)
 			{
-				T* child = lastChild;
-				Unlink(child);
-				delete child;
+				ChildNode* link = Node(node);
+				if (link->lastChild)
+				{
+					node = link->lastChild;
+					continue;
+				}
+				ChildNode* up = Node(link->parent);
+				up->Unlink(node);
+				delete node;
+				node = (up == this) ? lastChild : static_cast<T*>(up);
 			}
 		}
 

@@ -266,3 +266,19 @@ TEST(ChildList, RandomMovesKeepEveryListConsistent)
 	for (Node* node : nodes) node->GetParent() ? node->GetParent()->Detach(node) : void();
 	for (Node* node : nodes) delete node;
 }
+
+// A very deep chain is destroyed without one destructor call per level on the stack.
+TEST(ChildList, DeepChainIsDestroyedWithoutRecursion)
+{
+	Node::destroyed = 0;
+	// Built from the bottom up, so each insertion has no ancestors to check.
+	Node* root = new Node(0);
+	for (int32_t i = 1; i < 200000; i++)
+	{
+		Node* above = new Node(i);
+		above->AppendChild(root);
+		root = above;
+	}
+	delete root;
+	EXPECT_EQ(Node::destroyed, 200000);
+}

@@ -175,6 +175,8 @@ void String::AppendBytes(const char* text, int32_t count)
 	int32_t needed = CheckedSize(int64_t(length) + count);
 	if (needed > capacity)
 	{
+		// Deliberate: growth by half is not rounded, so a 192-byte block grows
+		// to 288, which is no multiple of 64.
 		int32_t grown = CheckedSize(int64_t(capacity) + capacity / 2);
 		int32_t newCapacity = BlockCapacity(needed);
 		if (grown > newCapacity) newCapacity = grown;

@@ -4,8 +4,9 @@
 #include <cstdint>
 
 // Text is bytes. `length` counts the terminating NUL, so an empty string has
-// length 1. Up to 15 characters live in the inline room; heap capacities are
-// multiples of 64.
+// length 1. Up to 15 characters live in the inline room; heap blocks are
+// sized in multiples of 64, and appending grows them by half or to the rounded
+// need, whichever is more.
 class String
 {
 	public:
