@@ -23,15 +23,28 @@ static constexpr uint32_t kLongestMatchToken = 65827;
 static constexpr uint32_t kShortDistanceLimit = 256;
 static constexpr uint8_t kFiller = 0xE0;
 
-// The window's chains, newest position first. `older` is indexed by a position's
-// low 15 bits and holds the next older position of the same hash. A position
-// leaves the window exactly when the position 32768 ahead of it claims its slot;
-// every position below the search point has been inserted by then, so a walk
-// that stops at the first position older than the window sees the same chain,
-// in the same order, as a doubly linked list that unlinks the evicted node.
+// Match search. The window holds the last 32768 positions; a position p
+// belongs to the chain of its first 12 bits, (input[p] << 4) | (input[p + 1]
+// >> 4), which runs from the newest position to the oldest, and a search walks
+// at most 256 nodes of it. A position leaves the window exactly when the one
+// 32768 ahead claims its slot.
+//
+// Only candidates that share the first 4 bytes can win, so the walk runs over
+// a finer chain instead: the 12 bits and 4 further bits mixed from the next
+// 20, a subsequence of the 12-bit chain in the same order. Each position
+// records how many positions of its 12-bit chain had been inserted with it,
+// which gives its place in that chain at search time; the walk stops where
+// that place passes 256, exactly where the 12-bit walk would have stopped.
+// Positions go in contiguously from 0, so every position below the search
+// point is in the tables and a slot is read only through the position that
+// owns it.
+static constexpr uint32_t kBucketCount = kHeadCount * 16;
+
 struct CodecTables
 {
-	uint32_t head[kHeadCount];
+	uint32_t insertCount[kHeadCount];
+	uint32_t bucketHead[kBucketCount];
+	uint32_t order[kWindowSize];
 	uint32_t older[kWindowSize];
 };
 
@@ -42,16 +55,31 @@ struct CodecWriter
 	uint32_t capacity;
 };
 
+static inline uint32_t Load32(const uint8_t* bytes)
+{
+	uint32_t value;
+	std::memcpy(&value, bytes, 4);
+	return value;
+}
+
 static inline uint32_t HashAt(const uint8_t* input, uint32_t position)
 {
 	return (uint32_t(input[position]) << 4) | (uint32_t(input[position + 1]) >> 4);
 }
 
+static inline uint32_t BucketAt(const uint8_t* input, uint32_t position)
+{
+	uint32_t rest = ((uint32_t(input[position + 1]) & 15) << 16) | (uint32_t(input[position + 2]) << 8) | input[position + 3];
+	return (HashAt(input, position) << 4) | ((rest * 0x9E3779B1u) >> 28);
+}
+
 static inline void InsertPosition(CodecTables* tables, const uint8_t* input, uint32_t position)
 {
-	uint32_t hash = HashAt(input, position);
-	tables->older[position & kWindowMask] = tables->head[hash];
-	tables->head[hash] = position;
+	uint32_t slot = position & kWindowMask;
+	uint32_t bucket = BucketAt(input, position);
+	tables->order[slot] = ++tables->insertCount[HashAt(input, position)];
+	tables->older[slot] = tables->bucketHead[bucket];
+	tables->bucketHead[bucket] = position;
 }
 
 // Counts how many leading bytes of `earlier` and `current` agree, up to `limit`.
@@ -80,13 +108,26 @@ static inline uint32_t CountMatch(const uint8_t* earlier, const uint8_t* current
 	return length;
 }
 
-// A longer token costs one or two bytes more; the match search weighs that.
+// A match is worth its length less the extra token bytes it needs: one from
+// 36 bytes on, two from 292 on. Distance plays no part.
 static inline uint32_t MatchScore(uint32_t length)
 {
 	uint32_t cost = 0;
 	if (length >= 36) cost++;
 	if (length >= 292) cost++;
 	return length - cost;
+}
+
+// The shortest length whose score is strictly greater than that of `length`
+// (0 for no match yet). Scores never fall as lengths grow, so a candidate wins
+// exactly when it reaches this length; that lets the walk test one byte
+// before counting.
+static inline uint32_t LengthToBeat(uint32_t length)
+{
+	if (length < kShortestMatch) return kShortestMatch;
+	uint32_t next = length + 1;
+	if (MatchScore(next) == MatchScore(length)) next++;
+	return next;
 }
 
 static inline bool WriteBytes(CodecWriter* writer, const uint8_t* bytes, uint32_t count)
@@ -184,13 +225,12 @@ uint32_t Compress(const void* inputData, uint32_t inputSize, void* outputData)
 	CodecWriter writer = {static_cast<uint8_t*>(outputData), 0, inputSize};
 	uint32_t literalStart = 0;
 
-	// Below 6 bytes no match can pay: everything goes out as literals.
+	// Under 6 bytes the search is skipped and every byte goes out as a literal.
 	if (inputSize >= 6)
 	{
-		// `older` needs no clearing: a slot is read only through a position
-		// that wrote it.
 		CodecTables* tables = new CodecTables;
-		std::memset(tables->head, 0xFF, sizeof(tables->head));
+		std::memset(tables->insertCount, 0, sizeof(tables->insertCount));
+		std::memset(tables->bucketHead, 0xFF, sizeof(tables->bucketHead));
 		InsertPosition(tables, input, 0);
 
 		uint32_t p = 1;
@@ -203,27 +243,31 @@ uint32_t Compress(const void* inputData, uint32_t inputSize, void* outputData)
 			uint32_t bestLength = CountMatch(current - 1, current, remaining);
 			if (bestLength < kShortestMatch) bestLength = 0;
 			uint32_t bestDistance = 1;
-			uint32_t bestScore = MatchScore(bestLength);
 
-			if (bestLength < remaining)
+			// Walk the chain, newest first, for at most 256 nodes. A candidate
+			// replaces the best only with a strictly better score, so the newest
+			// of equals stays. The walk ends early once no candidate can win,
+			// which also covers a candidate that reached the end of the input.
+			uint32_t needed = LengthToBeat(bestLength);
+			uint32_t windowStart = (p > kWindowSize) ? p - kWindowSize : 0;
+			uint32_t chainCount = tables->insertCount[HashAt(input, p)];
+			uint32_t candidate = tables->bucketHead[BucketAt(input, p)];
+			while ((needed <= remaining) && (candidate != kNoPosition) && (candidate >= windowStart))
 			{
-				uint32_t windowStart = (p > kWindowSize) ? p - kWindowSize : 0;
-				uint32_t candidate = tables->head[HashAt(input, p)];
-				for (uint32_t visited = 0; visited < kChainLimit; visited++)
+				uint32_t slot = candidate & kWindowMask;
+				if (chainCount - tables->order[slot] >= kChainLimit) break;
+				const uint8_t* earlier = input + candidate;
+				if ((earlier[needed - 1] == current[needed - 1]) && (Load32(earlier) == Load32(current)))
 				{
-					if ((candidate == kNoPosition) || (candidate < windowStart)) break;
-					uint32_t length = CountMatch(input + candidate, current, remaining);
-					if (length < kShortestMatch) length = 0;
-					uint32_t score = MatchScore(length);
-					if (score > bestScore)
+					uint32_t length = CountMatch(earlier, current, remaining);
+					if (length >= needed)
 					{
 						bestLength = length;
 						bestDistance = p - candidate;
-						bestScore = score;
+						needed = LengthToBeat(length);
 					}
-					if (length == remaining) break;
-					candidate = tables->older[candidate & kWindowMask];
 				}
+				candidate = tables->older[slot];
 			}
 
 			if (bestLength != 0)

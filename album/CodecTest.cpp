@@ -269,6 +269,8 @@ TEST(Compress, TinyInputsGiveHandWorkedTokens)
 			ByteList()({0x06}).Text("abcdXYZ")({0x40, 0x06, 0x00, 'W'}).bytes},
 		{"10 bytes of tokens pad to 12, past the input", TextBytes("abcdXabcdY"), {}},
 		{"no match starts with 4 left", TextBytes("abcdXabcd"), {}},
+		{"a later match finds a position inside an earlier match", TextBytes("abcdefgh#abcdefgh$efgh%"),
+			ByteList()({0x08}).Text("abcdefgh#")({0x44, 0x08})({0x00, '$'})({0x40, 0x04})({0x00, '%', 0xE0, 0xE0}).bytes},
 		{"all distinct bytes", TextBytes("abcdefghijklmnop"), {}},
 	};
 	CheckTokenRows(rows);
@@ -577,6 +579,28 @@ TEST(Decompress, HandWrittenStreams)
 		if (row.code == 0)
 		{
 			EXPECT_TRUE(output == row.expected);
+		}
+	}
+}
+
+TEST(Decompress, MatchesEndingAtTheBufferEndWriteNoFurther)
+{
+	// Every short period and length, with the match the last bytes of the
+	// output: guard bytes behind the output must stay as they were.
+	for (uint32_t distance = 1; distance <= 17; distance++)
+	{
+		for (uint32_t length = 4; length <= 35; length++)
+		{
+			SCOPED_TRACE("distance " + std::to_string(distance) + " length " + std::to_string(length));
+			ByteList stream;
+			stream({int(distance - 1)});
+			for (uint32_t i = 0; i < distance; i++) stream({'a' + int(i)});
+			stream({0x40 | int(length - 4), int(distance - 1)});
+			uint32_t outputSize = distance + length;
+			Bytes buffer(outputSize + 16, 0xA5);
+			ASSERT_EQ(CodeString(Decompress(stream.bytes.data(), uint32_t(stream.bytes.size()), buffer.data(), outputSize)), "0");
+			for (uint32_t i = 0; i < outputSize; i++) ASSERT_EQ(buffer[i], 'a' + i % distance) << "byte " << i;
+			for (size_t i = outputSize; i < buffer.size(); i++) ASSERT_EQ(buffer[i], 0xA5) << "guard byte " << i;
 		}
 	}
 }
