@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "description/Literals.h"
+#include "document/TextWriter.h"
 #include "document/VectorDocument.h"
 #include "support/String.h"
 #include "tool/Console.h"
@@ -55,9 +56,13 @@ bool LoadInput(const char* path, VectorDocument* document)
 	}
 	else
 	{
-		// Gap: the Tessary parser is not built yet, so a Tessary input leaves
-		// the document empty.
-		(void) document;
+		// Deliberate: a faulty Tessary text is reported and the run goes on
+		// with what the parse left, empty after a syntax fault.
+		if (document->ParseText(buffer) != 0)
+		{
+			PrintLine("Error: Invalid Tessary input file:");
+			PrintLine(path);
+		}
 	}
 
 	std::free(buffer);
@@ -85,10 +90,11 @@ static int32_t WriteExchangeOutput(VectorDocument* document, const char* exchang
 		return 1;
 	}
 
-	// Gap: the exchange-format writer is not built yet; the file is created
-	// and left empty.
-	(void) document;
-	(void) WriteToFile;
+	{
+		// The writer flushes what it still holds when it goes.
+		TextWriter writer(WriteToFile, &file);
+		WriteExchangeDocument(document, &writer);
+	}
 
 	file.Close();
 	return 0;

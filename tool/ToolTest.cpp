@@ -291,6 +291,74 @@ TEST(Tool, DirectoryModeSkipsSubdirectoriesAndUnreadableFiles)
 	EXPECT_TRUE(Exists(exchange));
 }
 
+std::string ReadWhole(const std::string& path)
+{
+	std::string content;
+	FILE* file = std::fopen(path.c_str(), "rb");
+	if (!file) return content;
+	char buffer[4096];
+	size_t count;
+	while ((count = std::fread(buffer, 1, sizeof(buffer), file)) > 0) content.append(buffer, count);
+	std::fclose(file);
+	return content;
+}
+
+TEST(Tool, InvalidTessaryIsReportedAndTheRunGoesOn)
+{
+	Scratch scratch;
+	const struct
+	{
+		const char* text;
+		const char* input;
+	} rows[] = {
+		{"syntax fault empties the document", "Line {float[2] {{0, 0}, {1, 1}}}\n}\n"},
+		{"processing fault keeps the tree", "Circle {float[2] {{0, 0}}}\n"},
+	};
+
+	for (const auto& row : rows)
+	{
+		SCOPED_TRACE(row.text);
+		std::string input = scratch.Write("bad.tess", row.input);
+		std::string album = scratch.Path("out.vorp");
+		std::string exchange = scratch.Path("out.tess");
+		RunResult result = RunVorp({input, "-o", album, "-g", exchange});
+		EXPECT_EQ(result.output, "Error: Invalid Tessary input file:\n" + input + "\n");
+		EXPECT_EQ(result.status, 0);
+		EXPECT_TRUE(Exists(album));
+		EXPECT_TRUE(Exists(exchange));
+	}
+
+	// What the processing fault left is written; the syntax fault leaves only
+	// the header.
+	std::string kept = ReadWhole(scratch.Path("out.tess"));
+	EXPECT_NE(kept.find("Circle"), std::string::npos);
+}
+
+TEST(Tool, ExchangeOutputRoundTrips)
+{
+	// Writing a document, reading that text back and writing it again gives
+	// the same text.
+	Scratch scratch;
+	for (const char* name : {"shapes", "paint", "structure"})
+	{
+		SCOPED_TRACE(name);
+		std::string input = std::string(VORP_SOURCE_DIR) + "/testdata/tessary/" + name + ".tess";
+		std::string first = scratch.Path(std::string(name) + ".1.tess");
+		std::string second = scratch.Path(std::string(name) + ".2.tess");
+		RunResult one = RunVorp({"-g", first, input});
+		EXPECT_EQ(one.output, "");
+		EXPECT_EQ(one.status, 0);
+		RunResult two = RunVorp({"-g", second, first});
+		EXPECT_EQ(two.output, "");
+		EXPECT_EQ(two.status, 0);
+		std::string firstText = ReadWhole(first);
+		EXPECT_FALSE(firstText.empty());
+		EXPECT_EQ(firstText, ReadWhole(second));
+		std::string expected = std::string(VORP_SOURCE_DIR) + "/testdata/tessary/" + name + ".expected.tess";
+		EXPECT_EQ(firstText, ReadWhole(expected));
+	}
+}
+
 // The option reader on its own, to see the values it stores.
 struct OptionRow
 {
