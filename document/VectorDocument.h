@@ -1,14 +1,28 @@
-// VectorDocument: the drawing of one run, with the run's settings.
+// VectorDocument: the drawing of one run, with the run's settings and the factory of its structures.
 #pragma once
 
 #include <cstdint>
 
-// The structure tree, the factory and processing join this class as the
-// document classes are built; the run's settings are here from the start
-// because the command line writes them before anything is loaded.
-class VectorDocument
+#include "description/Structure.h"
+
+// The document owns its tree through rootStructure. The run's settings are
+// set by the command line before anything is loaded; the canvas by Canvas.
+class VectorDocument : public Document
 {
 	public:
+
+		VectorDocument();
+		~VectorDocument() override;
+
+		// A new structure for a class identifier, or null for any other text.
+		Structure* CreateStructure(const String& identifier) override;
+
+		// Canvas, Layer, Group, Object, Instance, Font and the shapes.
+		bool ValidateTopLevelStructure(const Structure* structure) const override;
+
+		// Processes the tree, then resolves world matrices, curves, gradients
+		// and bounds. Must run once only: a second run would move the curves again.
+		uint32_t ProcessDocument() override;
 
 		float canvasMin[2] = {0.0f, 0.0f};
 		float canvasMax[2] = {0.0f, 0.0f};
