@@ -6,6 +6,7 @@
 #include "document/TextWriter.h"
 #include "document/VectorDocument.h"
 #include "support/String.h"
+#include "svg/SvgImporter.h"
 #include "tool/Console.h"
 #include "tool/Directory.h"
 #include "tool/File.h"
@@ -50,9 +51,18 @@ bool LoadInput(const char* path, VectorDocument* document)
 	bool result = true;
 	if (IsSvgName(path))
 	{
-		// Gap: the SVG importer is not built yet, so an SVG input leaves the
-		// document empty.
-		(void) document;
+		SvgImporter importer;
+		if (importer.Import(buffer, &document->rootStructure) != 0)
+		{
+			PrintLine("Error: Invalid SVG input file:");
+			PrintLine(path);
+			result = false;
+		}
+		else
+		{
+			// Processing faults in imported drawings are stepped over.
+			document->ProcessDocument();
+		}
 	}
 	else
 	{

@@ -334,6 +334,40 @@ TEST(Tool, InvalidTessaryIsReportedAndTheRunGoesOn)
 	EXPECT_NE(kept.find("Circle"), std::string::npos);
 }
 
+TEST(Tool, InvalidSvgEndsTheRun)
+{
+	Scratch scratch;
+	std::string input = scratch.Write("flat.SVG", "<svg width=\"0\" height=\"10\"><rect width=\"5\" height=\"5\"/></svg>");
+	std::string album = scratch.Path("out.vorp");
+	std::string exchange = scratch.Path("out.tess");
+	RunResult result = RunVorp({input, "-o", album, "-g", exchange});
+	EXPECT_EQ(result.output, "Error: Invalid SVG input file:\n" + input + "\n");
+	EXPECT_EQ(result.status, 1);
+	EXPECT_FALSE(Exists(album));
+	EXPECT_FALSE(Exists(exchange));
+
+	// The same text under a name that does not end in .svg is Tessary text.
+	std::string tessary = scratch.Write("flat.svg.txt", "<svg width=\"0\"></svg>");
+	RunResult other = RunVorp({tessary, "-g", exchange});
+	EXPECT_EQ(other.output, "Error: Invalid Tessary input file:\n" + tessary + "\n");
+	EXPECT_EQ(other.status, 0);
+}
+
+TEST(Tool, SvgDrawingIsWrittenAsTessary)
+{
+	Scratch scratch;
+	std::string input = scratch.Write("square.svg",
+			"<svg width=\"10\" height=\"10\"><rect x=\"1\" y=\"2\" width=\"3\" height=\"4\" fill=\"#000\"/></svg>");
+	std::string exchange = scratch.Path("out.tess");
+	RunResult result = RunVorp({input, "-g", exchange});
+	EXPECT_EQ(result.output, "");
+	EXPECT_EQ(result.status, 0);
+	std::string text = ReadWhole(exchange);
+	EXPECT_NE(text.find("Canvas"), std::string::npos);
+	EXPECT_NE(text.find("Rect"), std::string::npos);
+	EXPECT_NE(text.find("{1.0, 2.0}, {4.0, 6.0}"), std::string::npos);
+}
+
 TEST(Tool, ExchangeOutputRoundTrips)
 {
 	// Writing a document, reading that text back and writing it again gives

@@ -1,0 +1,220 @@
+// vorp-render: draws an album's entries on the processor and writes them as a PNG image.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "album/AlbumReader.h"
+#include "album/Png.h"
+#include "album/Renderer.h"
+#include "support/Code.h"
+#include "tool/File.h"
+
+// Larger than any album the compiler can write; refusing early keeps the read
+// within a 32-bit size.
+constexpr uint64_t kMaxAlbumFileSize = 0x40000000;
+
+constexpr int32_t kDefaultSize = 256;
+constexpr int32_t kMaxSize = 16384;
+
+// The whole image is held as bytes before it is written; beyond this the PNG
+// would pass its own limit anyway.
+constexpr int64_t kMaxImagePixels = int64_t(1) << 28;
+
+static int Fail(const char* text)
+{
+	std::printf("Error: %s\n", text);
+	return 1;
+}
+
+static int FailCode(const char* text, uint32_t code)
+{
+	char name[5];
+	CodeText(code, name);
+	std::printf("Error: %s (%s).\n", text, name);
+	return 1;
+}
+
+// Reads a decimal number up to `limit`; false on anything else.
+static bool ReadNumber(const char* text, uint32_t limit, uint32_t* value)
+{
+	uint64_t result = 0;
+	if (*text == 0) return false;
+	for (; *text != 0; text++)
+	{
+		if (*text < '0' || *text > '9') return false;
+		result = result * 10 + uint64_t(*text - '0');
+		if (result > limit) return false;
+	}
+	*value = uint32_t(result);
+	return true;
+}
+
+// The vertex colour an entry is drawn in: in a picture album the colour of the
+// first component that names it, otherwise opaque black.
+static void EntryColor(const AlbumContents& album, int32_t entry, float* color)
+{
+	color[0] = 0.0f;
+	color[1] = 0.0f;
+	color[2] = 0.0f;
+	color[3] = 1.0f;
+	for (const ComponentRecord& component : album.components)
+	{
+		if (component.reference == uint32_t(entry))
+		{
+			for (int32_t c = 0; c < 4; c++) color[c] = float(component.color[c]) / 255.0f;
+			return;
+		}
+	}
+}
+
+// Draws one entry into a `size` x `size` cell whose left edge is `cellX`,
+// keeping the box's proportions: the longer side fills the cell, the shorter
+// one is centred. Returns 0 or the renderer's code.
+static uint32_t DrawEntry(const AlbumContents& album, int32_t index, const RenderSettings& base, int32_t size,
+	uint8_t* image, int64_t imageWidth, int64_t cellX, float* row)
+{
+	RenderSettings settings = base;
+	EntryColor(album, index, settings.color);
+	EntryRenderer renderer;
+	uint32_t result = renderer.Prepare(&album, index, &settings);
+	if (result != 0) return result;
+
+	float boxWidth = renderer.maxX - renderer.minX;
+	float boxHeight = renderer.maxY - renderer.minY;
+	if (!(boxWidth > 0.0f) || !(boxHeight > 0.0f) || !std::isfinite(boxWidth) || !std::isfinite(boxHeight)) return 0;
+	int32_t width = size;
+	int32_t height = size;
+	if (boxWidth > boxHeight) height = int32_t(float(size) * (boxHeight / boxWidth) + 0.5f);
+	else width = int32_t(float(size) * (boxWidth / boxHeight) + 0.5f);
+	if (width < 1) width = 1;
+	if (height < 1) height = 1;
+	int64_t left = cellX + (size - width) / 2;
+	int64_t top = (size - height) / 2;
+
+	for (int32_t y = 0; y < height; y++)
+	{
+		renderer.Render(width, height, y, 1, row, int64_t(width) * 4);
+		ConvertToBytes(row, int64_t(width) * 4, image + ((top + y) * imageWidth + left) * 4);
+	}
+	return 0;
+}
+
+static int Render(const char* path, const char* outputPath, int32_t size, bool allEntries, uint32_t entryIndex, bool premultiplied)
+{
+	File file;
+	if (file.Open(path, kFileModeRead) != kFileOkay) return Fail("Cannot open album file.");
+	uint64_t fileSize = file.GetSize();
+	if (fileSize > kMaxAlbumFileSize) return Fail("Album file too large.");
+	uint8_t* data = static_cast<uint8_t*>(std::malloc((fileSize != 0) ? size_t(fileSize) : 1));
+	if (!data) return Fail("Album file too large.");
+	uint32_t readResult = (fileSize != 0) ? file.Read(data, uint32_t(fileSize)) : 0;
+	file.Close();
+	if (readResult != kFileOkay)
+	{
+		std::free(data);
+		return Fail("Cannot read album file.");
+	}
+	AlbumContents album;
+	uint32_t result = ReadAlbum(data, fileSize, nullptr, &album);
+	std::free(data);
+	if (result != 0) return FailCode("Invalid album", result);
+
+	int32_t entryCount = album.entries.GetCount();
+	if (entryCount == 0) return Fail("The album has no entries.");
+	if (!allEntries && entryIndex >= uint32_t(entryCount)) return Fail("No such entry.");
+	int32_t cells = allEntries ? entryCount : 1;
+	int64_t imageWidth = int64_t(size) * cells;
+	if (imageWidth * size > kMaxImagePixels || imageWidth > 0x7FFFFFFF) return Fail("Image too large.");
+
+	RenderSettings settings;
+	SetDefaultRenderSettings(&settings);
+	settings.premultiplied = premultiplied;
+
+	// Calloc: the margins beside entries of other proportions stay
+	// transparent black.
+	uint8_t* image = static_cast<uint8_t*>(std::calloc(size_t(imageWidth * size), 4));
+	float* row = static_cast<float*>(std::malloc(size_t(size) * 4 * sizeof(float)));
+	if (!image || !row) std::abort();
+	for (int32_t cell = 0; cell < cells && result == 0; cell++)
+	{
+		int32_t index = allEntries ? cell : int32_t(entryIndex);
+		result = DrawEntry(album, index, settings, size, image, imageWidth, int64_t(cell) * size, row);
+		if (result != 0)
+		{
+			char name[5];
+			CodeText(result, name);
+			std::printf("Error: Invalid entry %d (%s).\n", index, name);
+		}
+	}
+	std::free(row);
+	if (result != 0)
+	{
+		std::free(image);
+		return 1;
+	}
+
+	Array<uint8_t, 0> png;
+	result = WritePng(image, int32_t(imageWidth), size, &png);
+	std::free(image);
+	if (result != 0) return Fail("Image too large.");
+
+	File output;
+	if (output.Open(outputPath, kFileModeCreate) != kFileOkay) return Fail("Cannot open output file.");
+	bool written = (output.Write(png.GetData(), uint32_t(png.GetCount())) == kFileOkay);
+	output.Close();
+	if (!written)
+	{
+		DeleteFile(outputPath);
+		return Fail("Cannot write output file.");
+	}
+	return 0;
+}
+
+int main(int argc, char** argv)
+{
+	const char* path = nullptr;
+	const char* outputPath = nullptr;
+	uint32_t size = kDefaultSize;
+	bool allEntries = true;
+	uint32_t entryIndex = 0;
+	bool premultiplied = false;
+	for (int i = 1; i < argc; i++)
+	{
+		if (std::strcmp(argv[i], "-o") == 0)
+		{
+			if (i + 1 >= argc) return Fail("-o needs a file name.");
+			outputPath = argv[++i];
+		}
+		else if (std::strcmp(argv[i], "--size") == 0)
+		{
+			if (i + 1 >= argc || !ReadNumber(argv[i + 1], kMaxSize, &size) || size == 0) return Fail("--size needs a number from 1 to 16384.");
+			i++;
+		}
+		else if (std::strcmp(argv[i], "--entry") == 0)
+		{
+			if (i + 1 >= argc || !ReadNumber(argv[i + 1], 0xFFFFFFFFu, &entryIndex)) return Fail("--entry needs an entry index.");
+			allEntries = false;
+			i++;
+		}
+		else if (std::strcmp(argv[i], "--premultiplied") == 0)
+		{
+			premultiplied = true;
+		}
+		else if (argv[i][0] == '-' && argv[i][1] != 0)
+		{
+			return Fail("Unknown option.");
+		}
+		else if (path == nullptr)
+		{
+			path = argv[i];
+		}
+		else
+		{
+			return Fail("More than one album file given.");
+		}
+	}
+	if (!path) return Fail("No album file given.");
+	if (!outputPath) return Fail("No output file given.");
+	return Render(path, outputPath, int32_t(size), allEntries, entryIndex, premultiplied);
+}
