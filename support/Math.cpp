@@ -17,8 +17,8 @@ static inline float BitsFloat(uint32_t bits)
 	return x;
 }
 
-// The nearest float to each power of ten from 1e-38 (the smallest normal one)
-// to 1e38. The compiler rounds each literal correctly.
+// The nearest float to each power of ten from 1e-38 to 1e38. The compiler
+// rounds each literal correctly. 1e-38 lies below the smallest normal float.
 static const int32_t kPowerOfTenLow = -38;
 static const int32_t kPowerOfTenHigh = 38;
 static const float kPowerOfTen[kPowerOfTenHigh - kPowerOfTenLow + 1] =
@@ -75,8 +75,9 @@ float Exp10(float x)
 	float r = (y - n) * 0.6931472f;
 	float p = 1.0f + r * (1.0f + r * (0.5f + r * (0.16666667f + r * (0.041666668f + r * (0.008333334f + r * 0.0013888889f)))));
 	int32_t exponent = int32_t(n) + 127;
-	if (exponent >= 255) return INFINITY;
 	if (exponent <= 0) return 0.0f;
+	// 2^128 is not a float, but p * 2^127 * 2 still is up to the largest one.
+	if (exponent == 255) return p * BitsFloat(254u << 23) * 2.0f;
 	return p * BitsFloat(uint32_t(exponent) << 23);
 }
 
@@ -236,15 +237,16 @@ static const float kSinCosTable[256][2] =
 void SinCos(float angle, float* cosine, float* sine)
 {
 	float a = std::fabs(angle);
-	if (!(a <= 3.4028235e38f))
+	float v = a * 40.743664f;
+	if (!(v <= 3.4028235e38f))
 	{
-		// Infinity and NaN have no place on the circle.
+		// Infinity, NaN and angles whose table position overflows have no
+		// place on the circle.
 		*cosine = NAN;
 		*sine = NAN;
 		return;
 	}
 
-	float v = a * 40.743664f;
 	float k = (v + 8388608.0f) - 8388608.0f;
 	if (k > v) k = k - 1.0f;
 	float d = (v - k) * 0.024543693f;
