@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "album/AlbumFile.h"
+#include "album/IconCompiler.h"
 #include "description/Literals.h"
 #include "document/TextWriter.h"
 #include "document/VectorDocument.h"
@@ -192,12 +194,22 @@ static int32_t RunSingleMode(VectorDocument* document, const char* inputName, co
 			return 1;
 		}
 
-		// Gap: the icon and picture compilers are not built yet; the album
-		// file is created and left empty.
+		AlbumSink sink;
+		sink.write = WriteToFile;
+		sink.handle = &file;
+		sink.position = 0;
+
 		uint32_t result = 0;
-		(void) pictureFlag;
-		(void) floatFlag;
-		(void) compressFlag;
+		if (pictureFlag)
+		{
+			// Gap: the picture compiler is not built yet; with -pict the album
+			// file is created and left empty. -float reaches only that compiler.
+			(void) floatFlag;
+		}
+		else
+		{
+			result = CompileIconAlbum(document, &sink, compressFlag);
+		}
 
 		file.Close();
 		if (result != 0)

@@ -1,0 +1,548 @@
+#include "album/BoundingPolygon.h"
+
+#include <cmath>
+
+#include "album/TextureCursor.h"
+#include "stroke/QuadraticCurve.h"
+#include "support/Math.h"
+
+const uint8_t kTriangulationDiagonals[kTriangulationCount][3][2] =
+{
+	{{0xFF, 0xFF}, {0xFF, 0xFF}, {0xFF, 0xFF}},
+	{{0, 2}, {0xFF, 0xFF}, {0xFF, 0xFF}},
+	{{1, 3}, {0xFF, 0xFF}, {0xFF, 0xFF}},
+	{{0, 2}, {0, 3}, {0xFF, 0xFF}},
+	{{1, 3}, {1, 4}, {0xFF, 0xFF}},
+	{{2, 4}, {2, 0}, {0xFF, 0xFF}},
+	{{3, 0}, {3, 1}, {0xFF, 0xFF}},
+	{{4, 1}, {4, 2}, {0xFF, 0xFF}},
+	{{0, 2}, {0, 3}, {0, 4}},
+	{{1, 3}, {1, 4}, {1, 5}},
+	{{2, 4}, {2, 5}, {2, 0}},
+	{{3, 5}, {3, 0}, {3, 1}},
+	{{4, 0}, {4, 1}, {4, 2}},
+	{{5, 1}, {5, 2}, {5, 3}},
+	{{0, 2}, {2, 4}, {4, 0}},
+	{{1, 3}, {3, 5}, {5, 1}}
+};
+
+// Tangent lines are taken in 128 directions; the opposite of direction k is
+// k + 64.
+constexpr int32_t kDirectionCount = 128;
+constexpr int32_t kHalfDirectionCount = 64;
+
+// (cos a, sin a) for a = 2 pi k / 128, k = 0 to 63, nearest floats. The
+// other half of the circle is the negation, exactly.
+static const float kDirections[kHalfDirectionCount][2] =
+{
+	{1.0f, 0.0f}, {0.99879545f, 0.0490676761f}, {0.99518472f, 0.0980171412f}, {0.989176512f, 0.146730468f},
+	{0.980785251f, 0.195090324f}, {0.970031261f, 0.242980182f}, {0.956940353f, 0.290284663f}, {0.941544056f, 0.336889863f},
+	{0.923879504f, 0.382683426f}, {0.903989315f, 0.427555084f}, {0.881921291f, 0.471396744f}, {0.857728601f, 0.514102757f},
+	{0.831469595f, 0.555570245f}, {0.803207517f, 0.59569931f}, {0.773010433f, 0.634393275f}, {0.740951121f, 0.671558976f},
+	{0.707106769f, 0.707106769f}, {0.671558976f, 0.740951121f}, {0.634393275f, 0.773010433f}, {0.59569931f, 0.803207517f},
+	{0.555570245f, 0.831469595f}, {0.514102757f, 0.857728601f}, {0.471396744f, 0.881921291f}, {0.427555084f, 0.903989315f},
+	{0.382683426f, 0.923879504f}, {0.336889863f, 0.941544056f}, {0.290284663f, 0.956940353f}, {0.242980182f, 0.970031261f},
+	{0.195090324f, 0.980785251f}, {0.146730468f, 0.989176512f}, {0.0980171412f, 0.99518472f}, {0.0490676761f, 0.99879545f},
+	{0.0f, 1.0f}, {-0.0490676761f, 0.99879545f}, {-0.0980171412f, 0.99518472f}, {-0.146730468f, 0.989176512f},
+	{-0.195090324f, 0.980785251f}, {-0.242980182f, 0.970031261f}, {-0.290284663f, 0.956940353f}, {-0.336889863f, 0.941544056f},
+	{-0.382683426f, 0.923879504f}, {-0.427555084f, 0.903989315f}, {-0.471396744f, 0.881921291f}, {-0.514102757f, 0.857728601f},
+	{-0.555570245f, 0.831469595f}, {-0.59569931f, 0.803207517f}, {-0.634393275f, 0.773010433f}, {-0.671558976f, 0.740951121f},
+	{-0.707106769f, 0.707106769f}, {-0.740951121f, 0.671558976f}, {-0.773010433f, 0.634393275f}, {-0.803207517f, 0.59569931f},
+	{-0.831469595f, 0.555570245f}, {-0.857728601f, 0.514102757f}, {-0.881921291f, 0.471396744f}, {-0.903989315f, 0.427555084f},
+	{-0.923879504f, 0.382683426f}, {-0.941544056f, 0.336889863f}, {-0.956940353f, 0.290284663f}, {-0.970031261f, 0.242980182f},
+	{-0.980785251f, 0.195090324f}, {-0.989176512f, 0.146730468f}, {-0.99518472f, 0.0980171412f}, {-0.99879545f, 0.0490676761f}
+};
+
+// A tangent line: every curve lies where x nx + y ny <= distance. `angle`
+// is its direction in 1/256 of a turn.
+struct TangentLine
+{
+	float nx;
+	float ny;
+	float distance;
+	int32_t angle;
+};
+
+// The bounds on the angles of a candidate's lines, a1 < a2 < ...: a1 at most
+// `firstMax`; each later angle at least the one before plus `minGap` and
+// a1 + floor[i]; at most the one before plus `maxGap` and a1 + cap[i], and
+// never above 255. The gaps keep every corner below half a turn, so the
+// lines enclose a bounded polygon; the floors and caps leave room for the
+// closing gap from the last line back to the first. For the hexagon the
+// middle floors and caps follow the same rule, from the last angle back:
+// floors a1 + 192 - 64 (6 - i), caps a1 + 256 - 20 (7 - i).
+struct SearchBounds
+{
+	int32_t sides;
+	int32_t firstMax;
+	int32_t minGap;
+	int32_t maxGap;
+	int32_t floor[kMaxPolygonVertices];
+	int32_t cap[kMaxPolygonVertices];
+};
+
+static const SearchBounds kTriangleBounds = {3, 112, 32, 112, {0, 0, 144}, {0, 192, 224}};
+static const SearchBounds kQuadBounds = {4, 112, 8, 112, {0, 0, 32, 144}, {0, 232, 240, 248}};
+static const SearchBounds kPentagonBounds = {5, 80, 20, 80, {0, 0, 16, 96, 176}, {0, 176, 196, 216, 236}};
+static const SearchBounds kHexagonBounds = {6, 64, 20, 64, {0, 0, 0, 64, 128, 192}, {0, 156, 176, 196, 216, 236}};
+
+// Corners closer than this (squared) leave their line out: it touches the
+// curves at a point that its neighbours already hold.
+constexpr float kCornerSeparation = 0.000001f;
+
+// The price of a unit of internal edge, before the edge factor.
+constexpr float kDiagonalPrice = 0.025f;
+
+struct PolygonSearch
+{
+	const TangentLine* lines;
+	int32_t lineCount;
+	float edgeFactor;
+
+	float bestCost;
+	int32_t bestSides;
+	uint16_t bestCode;
+	Point2D best[kMaxPolygonVertices];
+
+	// The candidate being built: its lines, its vertices so far, and twice
+	// its area so far, crossSum[i] summing the cross terms of V0 V1 up to
+	// V(i-1) Vi in that order.
+	int32_t chosen[kMaxPolygonVertices];
+	Point2D vertices[kMaxPolygonVertices];
+	float crossSum[kMaxPolygonVertices];
+
+	// Where kept lines i and j meet, for every pair. Swapping two lines
+	// negates every term of Cramer's rule exactly, so one computation
+	// serves both orders.
+	Point2D meet[kDirectionCount][kDirectionCount];
+};
+
+static float Greatest(float a, float b)
+{
+	return (b > a) ? b : a;
+}
+
+static int32_t Smaller(int32_t a, int32_t b)
+{
+	return (a < b) ? a : b;
+}
+
+static int32_t Larger(int32_t a, int32_t b)
+{
+	return (a > b) ? a : b;
+}
+
+static float Cross(const Point2D& a, const Point2D& b, const Point2D& c)
+{
+	// (b - a) x (c - b)
+	return (b.x - a.x) * (c.y - b.y) - (b.y - a.y) * (c.x - b.x);
+}
+
+static float SquaredDistance(const Point2D& a, const Point2D& b)
+{
+	float dx = b.x - a.x;
+	float dy = b.y - a.y;
+	return dx * dx + dy * dy;
+}
+
+// The meeting point of two lines by Cramer's rule; parallel lines give
+// values that are not finite, which every later test refuses.
+static Point2D Intersect(const TangentLine& a, const TangentLine& b)
+{
+	float determinant = a.nx * b.ny - b.nx * a.ny;
+	Point2D point;
+	point.x = (a.distance * b.ny - b.distance * a.ny) / determinant;
+	point.y = (a.nx * b.distance - b.nx * a.distance) / determinant;
+	return point;
+}
+
+// The greatest projection of the curves on each of the 128 directions: each
+// curve's start and its turning point along the direction. Ends are not
+// needed, since in a closed outline every end is some curve's start; nor is
+// the control point, which lies off the curve.
+static void ComputeSupport(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays, float* support)
+{
+	for (int32_t k = 0; k < kDirectionCount; k++) support[k] = -INFINITY;
+
+	for (int32_t group = 0; group < groupCount; group++)
+	{
+		int32_t count = counts[group];
+		const QuadraticCurve* curves = curveArrays[group];
+		if (!curves) continue;
+
+		for (int32_t i = 0; i < count; i++)
+		{
+			const QuadraticCurve& curve = curves[i];
+			for (int32_t k = 0; k < kHalfDirectionCount; k++)
+			{
+				float nx = kDirections[k][0];
+				float ny = kDirections[k][1];
+				float q0 = curve.p0.x * nx + curve.p0.y * ny;
+				float q1 = curve.p1.x * nx + curve.p1.y * ny;
+				float q2 = curve.p2.x * nx + curve.p2.y * ny;
+
+				float high = q0;
+				float low = q0;
+				float d = q0 - (q1 + q1) + q2;
+				if (std::fabs(d) > kMinNormal)
+				{
+					float t = (q0 - q1) / d;
+					if (t > 0.0f && t < 1.0f)
+					{
+						float u = 1.0f - t;
+						float value = u * u * q0 + (u * t + u * t) * q1 + t * t * q2;
+						if (value > high) high = value;
+						if (value < low) low = value;
+					}
+				}
+
+				support[k] = Greatest(support[k], high);
+				support[k + kHalfDirectionCount] = Greatest(support[k + kHalfDirectionCount], -low);
+			}
+		}
+	}
+}
+
+// Makes the lines `step` directions apart, and keeps each one whose two
+// corners, where it meets the lines before and after it in that set, lie
+// apart. Returns the number kept.
+static int32_t KeepLines(const float* support, int32_t step, TangentLine* kept)
+{
+	int32_t lineCount = kDirectionCount / step;
+	TangentLine lines[kDirectionCount];
+	for (int32_t j = 0; j < lineCount; j++)
+	{
+		int32_t k = j * step;
+		float sign = (k < kHalfDirectionCount) ? 1.0f : -1.0f;
+		const float* direction = kDirections[k % kHalfDirectionCount];
+		lines[j].nx = direction[0] * sign;
+		lines[j].ny = direction[1] * sign;
+		lines[j].distance = support[k];
+		lines[j].angle = k * 2;
+	}
+
+	// Corner j is where line j meets line j + 1.
+	Point2D corners[kDirectionCount];
+	for (int32_t j = 0; j < lineCount; j++)
+	{
+		corners[j] = Intersect(lines[j], lines[(j + 1) % lineCount]);
+	}
+
+	int32_t keptCount = 0;
+	for (int32_t j = 0; j < lineCount; j++)
+	{
+		const Point2D& before = corners[(j + lineCount - 1) % lineCount];
+		if (SquaredDistance(before, corners[j]) > kCornerSeparation) kept[keptCount++] = lines[j];
+	}
+
+	return keptCount;
+}
+
+static void PrepareSearch(PolygonSearch* search, int32_t lineCount)
+{
+	search->lineCount = lineCount;
+	for (int32_t i = 0; i < lineCount; i++)
+	{
+		for (int32_t j = i + 1; j < lineCount; j++)
+		{
+			Point2D point = Intersect(search->lines[i], search->lines[j]);
+			search->meet[i][j] = point;
+			search->meet[j][i] = point;
+		}
+	}
+}
+
+static float CrossTerm(const Point2D& a, const Point2D& b)
+{
+	return a.x * b.y - b.x * a.y;
+}
+
+// The cheapest triangulation of a pentagon or hexagon among the numbered
+// ones: its index, and the total length of its diagonals in `outSum`.
+// Returns 0 when even the shortest diagonals, however combined, would cost
+// more than the best so far; the lengths are then left unworked.
+static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D* v, int32_t sides, float area, float* outSum)
+{
+	int32_t first = (sides == 5) ? (kPolygonPentagonFirst >> 8) : (kPolygonHexagonFirst >> 8);
+	int32_t count = (sides == 5) ? 5 : 8;
+
+	float squared[kMaxPolygonVertices][kMaxPolygonVertices];
+	float shortest = INFINITY;
+	for (int32_t a = 0; a < sides; a++)
+	{
+		for (int32_t b = a + 2; b < sides; b++)
+		{
+			if (a == 0 && b == sides - 1) continue;
+			squared[a][b] = SquaredDistance(v[a], v[b]);
+			if (squared[a][b] < shortest) shortest = squared[a][b];
+		}
+	}
+
+	// Every triangulation has sides - 3 diagonals, none shorter than the
+	// shortest. With a margin far above the rounding of the lengths, a
+	// polygon that fails against this bound fails against its true cost.
+	float bound = float(sides - 3) * Sqrt(shortest) * 0.99f;
+	if (area + kDiagonalPrice * search->edgeFactor * bound >= search->bestCost) return 0;
+
+	float length[kMaxPolygonVertices][kMaxPolygonVertices];
+	for (int32_t a = 0; a < sides; a++)
+	{
+		for (int32_t b = a + 2; b < sides; b++)
+		{
+			if (a == 0 && b == sides - 1) continue;
+			length[a][b] = Sqrt(squared[a][b]);
+			length[b][a] = length[a][b];
+		}
+	}
+
+	// Ties stay with the lower index.
+	int32_t bestIndex = 0;
+	float bestSum = 0.0f;
+	for (int32_t t = first; t < first + count; t++)
+	{
+		float sum = 0.0f;
+		for (int32_t d = 0; d < sides - 3; d++)
+		{
+			const uint8_t* diagonal = kTriangulationDiagonals[t][d];
+			sum += length[diagonal[0]][diagonal[1]];
+		}
+		if (bestIndex == 0 || sum < bestSum)
+		{
+			bestIndex = t;
+			bestSum = sum;
+		}
+	}
+
+	*outSum = bestSum;
+	return bestIndex;
+}
+
+// Tests the candidate in `search->vertices`, whose doubled area is
+// `twiceArea`, against the best so far and takes it if it is cheaper.
+static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
+{
+	const Point2D* v = search->vertices;
+	float area = twiceArea * 0.5f;
+
+	// Tangent lines in ascending directions always enclose a positive area;
+	// rounding in a flat or tiny outline is the only way to anything else,
+	// and such a polygon would enclose nothing.
+	if (!(area > 0.0f) || !(area < search->bestCost)) return;
+
+	// Needle-like corners are refused: the shortest edge must not be tiny
+	// next to the polygon's size.
+	float shortest = INFINITY;
+	for (int32_t i = 0; i < sides; i++)
+	{
+		float edge = SquaredDistance(v[i], v[(i + 1 < sides) ? i + 1 : 0]);
+		if (edge < shortest) shortest = edge;
+	}
+	float limit = area / 16.0f;
+	if (!(shortest > limit * limit)) return;
+
+	float cost = area;
+	uint16_t code = kPolygonTriangle;
+	if (sides == 4)
+	{
+		float d02 = SquaredDistance(v[0], v[2]);
+		float d13 = SquaredDistance(v[1], v[3]);
+		float diagonal;
+		if (d13 >= d02)
+		{
+			code = kPolygonQuadDiagonal02;
+			diagonal = Sqrt(d02);
+		}
+		else
+		{
+			code = kPolygonQuadDiagonal13;
+			diagonal = Sqrt(d13);
+		}
+		cost = area + kDiagonalPrice * search->edgeFactor * diagonal;
+	}
+	else if (sides > 4)
+	{
+		float diagonalSum;
+		int32_t triangulation = CheapestTriangulation(search, v, sides, area, &diagonalSum);
+		if (triangulation == 0) return;
+		code = uint16_t((triangulation << 8) | sides);
+		cost = area + kDiagonalPrice * search->edgeFactor * diagonalSum;
+	}
+
+	if (!(cost < search->bestCost)) return;
+
+	search->bestCost = cost;
+	search->bestSides = sides;
+	search->bestCode = code;
+	for (int32_t i = 0; i < sides; i++) search->best[i] = v[i];
+}
+
+// Chooses line number `depth` of the candidate among the kept lines from
+// `start` on, within the angle bounds, and goes deeper; the last line closes
+// the polygon and the candidate is tried. Angles rise along the kept list,
+// so the first angle past the cap ends the loop. The depth is at most six.
+static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, int32_t depth, int32_t start)
+{
+	int32_t low = 0;
+	int32_t high = bounds.firstMax;
+	int32_t previous = 0;
+	if (depth > 0)
+	{
+		int32_t first = search->lines[search->chosen[0]].angle;
+		previous = search->chosen[depth - 1];
+		int32_t previousAngle = search->lines[previous].angle;
+		low = Larger(previousAngle + bounds.minGap, first + bounds.floor[depth]);
+		high = Smaller(Smaller(previousAngle + bounds.maxGap, first + bounds.cap[depth]), 255);
+	}
+
+	for (int32_t index = start; index < search->lineCount; index++)
+	{
+		int32_t angle = search->lines[index].angle;
+		if (angle < low) continue;
+		if (angle > high) break;
+
+		search->chosen[depth] = index;
+		if (depth == 0)
+		{
+			search->crossSum[0] = 0.0f;
+			ExtendCandidate(search, bounds, 1, index + 1);
+			continue;
+		}
+
+		// Vertex depth - 1 is where this line meets the one before.
+		Point2D* v = search->vertices;
+		v[depth - 1] = search->meet[previous][index];
+		if (depth >= 2) search->crossSum[depth - 1] = search->crossSum[depth - 2] + CrossTerm(v[depth - 2], v[depth - 1]);
+
+		if (depth + 1 < bounds.sides)
+		{
+			ExtendCandidate(search, bounds, depth + 1, index + 1);
+			continue;
+		}
+
+		// The last line closes the polygon on the first.
+		v[depth] = search->meet[index][search->chosen[0]];
+		float twiceArea = search->crossSum[depth - 1] + CrossTerm(v[depth - 1], v[depth]) + CrossTerm(v[depth], v[0]);
+		TryCandidate(search, bounds.sides, twiceArea);
+	}
+}
+
+static void SearchPolygons(PolygonSearch* search, const SearchBounds& bounds)
+{
+	if (search->lineCount < bounds.sides) return;
+	ExtendCandidate(search, bounds, 0, 0);
+}
+
+static void StoreVertices(const Point2D* vertices, int32_t count, uint16_t* outVertices)
+{
+	for (int32_t i = 0; i < count; i++)
+	{
+		FloatToHalf(&outVertices[i * 2], vertices[i].x);
+		FloatToHalf(&outVertices[i * 2 + 1], vertices[i].y);
+	}
+}
+
+static bool AllLines(int32_t count, const QuadraticCurve* curves)
+{
+	for (int32_t i = 0; i < count; i++)
+	{
+		if (curves[i].p1.x != curves[i].p2.x || curves[i].p1.y != curves[i].p2.y) return false;
+	}
+	return true;
+}
+
+// A triangle or quadrilateral of straight lines is its own polygon, through
+// the lines' end points.
+static uint16_t ExactPolygon(int32_t count, const QuadraticCurve* curves, uint16_t* outVertices)
+{
+	Point2D a = curves[0].p1;
+	Point2D b = curves[1].p1;
+	Point2D c = curves[2].p1;
+
+	if (count == 3)
+	{
+		Point2D ordered[3] = {c, b, a};
+		if (Cross(a, b, c) > 0.0f)
+		{
+			ordered[0] = a;
+			ordered[2] = c;
+		}
+		StoreVertices(ordered, 3, outVertices);
+		return kPolygonTriangle;
+	}
+
+	Point2D d = curves[3].p1;
+	float cB = Cross(a, b, c);
+	float cC = Cross(b, c, d);
+	float cD = Cross(c, d, a);
+	float cA = Cross(d, a, b);
+	float minAC = (cA < cC) ? cA : cC;
+	float minBD = (cB < cD) ? cB : cD;
+
+	uint16_t code;
+	if (cB + cD > 0.0f)
+	{
+		Point2D ordered[4] = {a, b, c, d};
+		StoreVertices(ordered, 4, outVertices);
+		if (minAC < 0.0f) code = kPolygonQuadDiagonal02;
+		else if (minBD < 0.0f) code = kPolygonQuadDiagonal13;
+		else code = (SquaredDistance(b, d) >= SquaredDistance(a, c)) ? kPolygonQuadDiagonal02 : kPolygonQuadDiagonal13;
+	}
+	else
+	{
+		// Reversed, V0 V2 is D B and V1 V3 is C A.
+		Point2D ordered[4] = {d, c, b, a};
+		StoreVertices(ordered, 4, outVertices);
+		if (minBD > 0.0f) code = kPolygonQuadDiagonal02;
+		else if (minAC > 0.0f) code = kPolygonQuadDiagonal13;
+		else code = (SquaredDistance(a, c) >= SquaredDistance(b, d)) ? kPolygonQuadDiagonal02 : kPolygonQuadDiagonal13;
+	}
+	return code;
+}
+
+uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
+	uint16_t* outVertices, int32_t maxVertices, float edgeFactor)
+{
+	if (maxVertices == 0) return 0;
+	if (groupCount <= 0 || !counts || !curveArrays) return 0;
+
+	int64_t total = 0;
+	for (int32_t group = 0; group < groupCount; group++)
+	{
+		if (counts[group] > 0 && curveArrays[group]) total += counts[group];
+	}
+	if (total == 0) return 0;
+
+	if (groupCount == 1)
+	{
+		int32_t count = counts[0];
+		if (count < 3) return 0;
+		if (count <= 4 && AllLines(count, curveArrays[0])) return ExactPolygon(count, curveArrays[0], outVertices);
+	}
+
+	float support[kDirectionCount];
+	ComputeSupport(groupCount, counts, curveArrays, support);
+
+	// The search holds a table of 128 x 128 points; it lives here, on the
+	// stack, so that the computation stays reentrant.
+	TangentLine kept[kDirectionCount];
+	PolygonSearch search;
+	search.lines = kept;
+	search.edgeFactor = edgeFactor;
+	search.bestCost = INFINITY;
+	search.bestSides = 0;
+	search.bestCode = 0;
+
+	PrepareSearch(&search, KeepLines(support, 1, kept));
+	SearchPolygons(&search, kTriangleBounds);
+
+	// The larger polygons choose among every other direction only, which
+	// keeps their searches short.
+	PrepareSearch(&search, KeepLines(support, 2, kept));
+	SearchPolygons(&search, kQuadBounds);
+	if (maxVertices >= 5) SearchPolygons(&search, kPentagonBounds);
+	if (maxVertices >= 6) SearchPolygons(&search, kHexagonBounds);
+
+	if (search.bestSides == 0) return 0;
+	StoreVertices(search.best, search.bestSides, outVertices);
+	return search.bestCode;
+}
