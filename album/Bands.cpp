@@ -360,6 +360,8 @@ bool WriteBands(BandCounts bandCounts, TextureCursor* cursor, const TexelLocatio
 
 void ComputeBandScales(BandCounts bandCounts, const Box2D& box, float* outScaleX, float* outScaleY)
 {
-	*outScaleX = float(bandCounts.x) / (box.xMax - box.xMin);
-	*outScaleY = float(bandCounts.y) / (box.yMax - box.yMin);
+	// An entry with no curves has a zero box and no bands, and 0 / 0 is a NaN
+	// whose sign bit depends on the processor.
+	*outScaleX = CanonicalNan(float(bandCounts.x) / (box.xMax - box.xMin));
+	*outScaleY = CanonicalNan(float(bandCounts.y) / (box.yMax - box.yMin));
 }

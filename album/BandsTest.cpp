@@ -657,3 +657,18 @@ TEST(ComputeBandScales, CountsOverBoxSides)
 	EXPECT_EQ(scaleX, 0.5f);
 	EXPECT_EQ(scaleY, 2.0f);
 }
+
+TEST(ComputeBandScales, EmptyEntryGivesTheSameNaNOnEveryMachine)
+{
+	// 0 / 0 would carry the processor's own sign bit into the album.
+	Box2D box = {0.0f, 0.0f, 0.0f, 0.0f};
+	float scaleX = 0.0f;
+	float scaleY = 0.0f;
+	ComputeBandScales({0, 0}, box, &scaleX, &scaleY);
+	uint32_t bitsX = 0;
+	uint32_t bitsY = 0;
+	std::memcpy(&bitsX, &scaleX, 4);
+	std::memcpy(&bitsY, &scaleY, 4);
+	EXPECT_EQ(bitsX, 0x7FC00000u);
+	EXPECT_EQ(bitsY, 0x7FC00000u);
+}

@@ -35,6 +35,10 @@ void FloatToHalf(uint16_t* destination, float value)
 	std::memcpy(&bits, &value, 4);
 	uint32_t sign = (bits >> 16) & 0x8000;
 	int32_t e = int32_t((bits >> 23) & 255) - 127;
+
+	// A NaN's sign bit differs between processors when arithmetic made it;
+	// every NaN becomes positive infinity so the texel bytes never do.
+	if ((bits & 0x7FFFFFFF) > 0x7F800000) sign = 0;
 	if (e < -14)
 	{
 		*destination = uint16_t(sign);

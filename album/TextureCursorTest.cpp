@@ -95,6 +95,7 @@ TEST(FloatToHalf, HandWorkedPatterns)
 		{"infinity", 0x7F800000, 0x7C00},
 		{"negative infinity", 0xFF800000, 0xFC00},
 		{"NaN becomes infinity", 0x7FC00000, 0x7C00},
+		{"a NaN with its sign bit set becomes positive infinity", 0xFFC00000, 0x7C00},
 		{"2^-14, the smallest normal half", 0x38800000, 0x0400},
 		{"just below 2^-14 flushes", 0x387FFFFF, 0x0000},
 		{"6.1e-5 flushes", 0x387FDA40, 0x0000},

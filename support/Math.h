@@ -124,3 +124,12 @@ Transform4D operator*(const Transform4D& a, const Transform4D& b);
 // The inverse of an affine transform: the 3x3 part inverted in cofactor form,
 // then the translation carried back through it.
 Transform4D Inverse(const Transform4D& transform);
+
+// A NaN made by arithmetic (0 / 0, infinity - infinity) has its sign bit set
+// on some processors and clear on others. Values that reach a file pass
+// through this, so every machine writes the same positive quiet NaN.
+inline float CanonicalNan(float value)
+{
+	if (value == value) return value;
+	return __builtin_nanf("");
+}
