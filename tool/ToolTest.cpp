@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
 #include <string>
@@ -11,6 +12,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "album/AlbumReader.h"
 #include "document/VectorDocument.h"
 #include "tool/Tool.h"
 
@@ -24,12 +26,11 @@ struct RunResult
 	std::string output;
 };
 
-// Starts the built executable with `arguments` and collects its standard
+// Starts a built executable with `arguments` and collects its standard
 // output and exit status.
-RunResult RunVorp(const std::vector<std::string>& arguments)
+RunResult RunProgram(std::string program, const std::vector<std::string>& arguments)
 {
 	std::vector<char*> argv;
-	std::string program = VORP_EXECUTABLE;
 	argv.push_back(program.data());
 	std::vector<std::string> copies = arguments;
 	for (std::string& argument : copies) argv.push_back(argument.data());
@@ -108,6 +109,11 @@ class Scratch
 
 		std::string directory;
 };
+
+RunResult RunVorp(const std::vector<std::string>& arguments)
+{
+	return RunProgram(VORP_EXECUTABLE, arguments);
+}
 
 bool Exists(const std::string& path)
 {
@@ -391,6 +397,149 @@ TEST(Tool, ExchangeOutputRoundTrips)
 		std::string expected = std::string(VORP_SOURCE_DIR) + "/testdata/tessary/" + name + ".expected.tess";
 		EXPECT_EQ(firstText, ReadWhole(expected));
 	}
+}
+
+// Reads an album file back; fails the test when it does not read.
+bool ReadAlbumFile(const std::string& path, std::string* bytes, AlbumContents* album)
+{
+	*bytes = ReadWhole(path);
+	uint32_t result = ReadAlbum(bytes->data(), bytes->size(), nullptr, album);
+	EXPECT_EQ(result, 0u) << path;
+	return result == 0;
+}
+
+TEST(Tool, AlbumOfAnEmptyDocumentIsWellFormed)
+{
+	Scratch scratch;
+	std::string input = scratch.Write("empty.tess", "// nothing here\n");
+	for (bool compress : {true, false})
+	{
+		SCOPED_TRACE(compress ? "compressed" : "raw");
+		std::string album = scratch.Path(compress ? "c.vorp" : "r.vorp");
+		std::vector<std::string> arguments = {input, "-o", album};
+		if (!compress) arguments.push_back("-no-compress");
+		RunResult result = RunVorp(arguments);
+		EXPECT_EQ(result.output, "");
+		EXPECT_EQ(result.status, 0);
+
+		std::string bytes;
+		AlbumContents contents;
+		if (!ReadAlbumFile(album, &bytes, &contents)) continue;
+		// One entry for the root, a curve image of width 0 and a band image
+		// holding at least the layer table.
+		EXPECT_EQ(contents.directory.entryCount, 1u);
+		EXPECT_EQ(contents.header.curveWidth, 0u);
+		EXPECT_EQ(contents.header.curveHeight, 1u);
+		EXPECT_GE(contents.header.bandWidth, 1u);
+		EXPECT_EQ(contents.header.curveCompression, 0u);
+
+		RunResult dump = RunProgram(VORP_DUMP_EXECUTABLE, {album});
+		EXPECT_EQ(dump.status, 0);
+		EXPECT_EQ(dump.output.rfind("Header\n", 0), 0u) << dump.output;
+		EXPECT_NE(dump.output.find("Directory\n  entries 1 at 112"), std::string::npos) << dump.output;
+	}
+}
+
+TEST(Tool, AlbumBytesAreReproducible)
+{
+	// The same input gives the same bytes, and compression changes the
+	// encoding only, never the images.
+	Scratch scratch;
+	std::string input = std::string(VORP_SOURCE_DIR) + "/examples/badge.svg";
+	std::string first = scratch.Path("1.vorp");
+	std::string second = scratch.Path("2.vorp");
+	std::string raw = scratch.Path("raw.vorp");
+	EXPECT_EQ(RunVorp({input, "-o", first}).status, 0);
+	EXPECT_EQ(RunVorp({input, "-o", second}).status, 0);
+	EXPECT_EQ(RunVorp({input, "-o", raw, "-no-compress"}).status, 0);
+	EXPECT_EQ(ReadWhole(first), ReadWhole(second));
+
+	std::string compressedBytes;
+	std::string rawBytes;
+	AlbumContents compressed;
+	AlbumContents plain;
+	if (!ReadAlbumFile(first, &compressedBytes, &compressed) || !ReadAlbumFile(raw, &rawBytes, &plain)) return;
+	EXPECT_EQ(compressed.directory.entryCount, 2u);
+	EXPECT_NE(compressed.header.bandCompression, 0u);
+	EXPECT_EQ(plain.header.bandCompression, 0u);
+	ASSERT_EQ(compressed.curveSize, plain.curveSize);
+	ASSERT_EQ(compressed.bandSize, plain.bandSize);
+	EXPECT_EQ(std::memcmp(compressed.curveData, plain.curveData, compressed.curveSize), 0);
+	EXPECT_EQ(std::memcmp(compressed.bandData, plain.bandData, compressed.bandSize), 0);
+	EXPECT_LT(compressedBytes.size(), rawBytes.size());
+}
+
+TEST(Tool, AlbumFailureDeletesTheAlbumAndSkipsTheExchangeFile)
+{
+	// One path of more curves than a band list can index.
+	Scratch scratch;
+	std::string text = "Path {Fill {} float[2]* {M {0, 0}";
+	for (int i = 1; i <= 70000; i++) text += ", L {" + std::to_string(i % 1000) + ", " + std::to_string(i / 1000) + "}";
+	text += "}}\n";
+	std::string input = scratch.Write("huge.tess", text);
+	std::string album = scratch.Path("out.vorp");
+	std::string exchange = scratch.Path("out.tess");
+	RunResult result = RunVorp({input, "-o", album, "-g", exchange});
+	EXPECT_EQ(result.output, "Error: Album too large.\n");
+	EXPECT_EQ(result.status, 1);
+	EXPECT_FALSE(Exists(album));
+	EXPECT_FALSE(Exists(exchange));
+}
+
+TEST(Tool, FloatWithoutPictChangesNothing)
+{
+	Scratch scratch;
+	std::string input = std::string(VORP_SOURCE_DIR) + "/examples/badge.svg";
+	std::string plain = scratch.Path("plain.vorp");
+	std::string withFloat = scratch.Path("float.vorp");
+	EXPECT_EQ(RunVorp({input, "-o", plain}).status, 0);
+	EXPECT_EQ(RunVorp({"-float", input, "-o", withFloat}).status, 0);
+	EXPECT_EQ(ReadWhole(plain), ReadWhole(withFloat));
+}
+
+TEST(Tool, BandCountOptionReachesTheCompiler)
+{
+	Scratch scratch;
+	std::string input = std::string(VORP_SOURCE_DIR) + "/examples/badge.svg";
+	std::string album = scratch.Path("one.vorp");
+	EXPECT_EQ(RunVorp({input, "-o", album, "-max-band-count", "1", "-poly-vertex-count", "0"}).status, 0);
+	std::string bytes;
+	AlbumContents contents;
+	if (!ReadAlbumFile(album, &bytes, &contents)) return;
+	ASSERT_EQ(contents.directory.entryCount, 2u);
+	for (uint32_t i = 0; i < 2; i++)
+	{
+		SCOPED_TRACE(i);
+		EXPECT_EQ(contents.entries[i].bandCountX, 1u);
+		EXPECT_EQ(contents.entries[i].bandCountY, 1u);
+		EXPECT_EQ(contents.entries[i].polygonCode, 0u);
+	}
+}
+
+TEST(Tool, RenderedExampleIsAPicture)
+{
+	Scratch scratch;
+	std::string input = std::string(VORP_SOURCE_DIR) + "/examples/badge.svg";
+	std::string album = scratch.Path("badge.vorp");
+	std::string picture = scratch.Path("badge.png");
+	EXPECT_EQ(RunVorp({input, "-o", album}).status, 0);
+	RunResult render = RunProgram(VORP_RENDER_EXECUTABLE, {album, "-o", picture, "--size", "32"});
+	EXPECT_EQ(render.status, 0) << render.output;
+	std::string png = ReadWhole(picture);
+	ASSERT_GE(png.size(), 24u);
+	EXPECT_EQ(png.substr(0, 8), std::string("\x89PNG\r\n\x1a\n", 8));
+	// Two entries side by side in cells of 32.
+	auto bigEndian = [&](size_t at) {
+		return (uint32_t(uint8_t(png[at])) << 24) | (uint32_t(uint8_t(png[at + 1])) << 16) |
+				(uint32_t(uint8_t(png[at + 2])) << 8) | uint32_t(uint8_t(png[at + 3]));
+	};
+	EXPECT_EQ(bigEndian(16), 64u);
+	EXPECT_EQ(bigEndian(20), 32u);
+
+	RunResult bad = RunProgram(VORP_RENDER_EXECUTABLE, {input, "-o", picture});
+	EXPECT_EQ(bad.status, 1);
+	EXPECT_EQ(bad.output.rfind("Error: ", 0), 0u);
+	EXPECT_EQ(bad.output.find('\n'), bad.output.size() - 1);
 }
 
 // The option reader on its own, to see the values it stores.
