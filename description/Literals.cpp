@@ -792,72 +792,6 @@ uint32_t ReadDouble(const char** text, double* value)
 	return 0;
 }
 
-// Length of the well-formed UTF-8 sequence whose lead byte (128 or above) is at
-// `s`, or 0. Overlong forms, surrogates and values above U+10FFFF are refused.
-// Bytes are checked in order, so a NUL stops the check before anything behind it.
-static int32_t Utf8SequenceLength(const uint8_t* s)
-{
-	uint8_t lead = s[0];
-	uint8_t low = 0x80;
-	uint8_t high = 0xBF;
-	int32_t count = 0;
-
-	if ((lead >= 0xC2) && (lead <= 0xDF))
-	{
-		count = 2;
-	}
-	else if ((lead >= 0xE0) && (lead <= 0xEF))
-	{
-		count = 3;
-		if (lead == 0xE0) low = 0xA0;
-		else if (lead == 0xED) high = 0x9F;
-	}
-	else if ((lead >= 0xF0) && (lead <= 0xF4))
-	{
-		count = 4;
-		if (lead == 0xF0) low = 0x90;
-		else if (lead == 0xF4) high = 0x8F;
-	}
-	else
-	{
-		return 0;
-	}
-
-	if ((s[1] < low) || (s[1] > high)) return 0;
-	for (int32_t i = 2; i < count; i++)
-	{
-		if ((s[i] < 0x80) || (s[i] > 0xBF)) return 0;
-	}
-	return count;
-}
-
-static int32_t EncodeCodePoint(uint32_t code, uint8_t* bytes)
-{
-	if (code < 0x80)
-	{
-		bytes[0] = uint8_t(code);
-		return 1;
-	}
-	if (code < 0x800)
-	{
-		bytes[0] = uint8_t(0xC0 | (code >> 6));
-		bytes[1] = uint8_t(0x80 | (code & 0x3F));
-		return 2;
-	}
-	if (code < 0x10000)
-	{
-		bytes[0] = uint8_t(0xE0 | (code >> 12));
-		bytes[1] = uint8_t(0x80 | ((code >> 6) & 0x3F));
-		bytes[2] = uint8_t(0x80 | (code & 0x3F));
-		return 3;
-	}
-	bytes[0] = uint8_t(0xF0 | (code >> 18));
-	bytes[1] = uint8_t(0x80 | ((code >> 12) & 0x3F));
-	bytes[2] = uint8_t(0x80 | ((code >> 6) & 0x3F));
-	bytes[3] = uint8_t(0x80 | (code & 0x3F));
-	return 4;
-}
-
 // One part of a string, from its opening quote to behind its closing one. With
 // a null `output` it checks and measures; otherwise it copies what the checking
 // pass has measured, so both passes walk the same bytes.
@@ -886,12 +820,12 @@ static uint32_t ScanStringPart(const char** text, char* output, int64_t* length)
 			// A string cannot hold a zero byte, so \x00 is refused like \u0000.
 			if (code == 0) return 'STIE';
 
-			uint8_t bytes[4];
+			char bytes[4];
 			int32_t byteCount = 1;
-			bytes[0] = uint8_t(code);
+			bytes[0] = char(code);
 			// Deliberate: \u and \U encode any value from 1 to 0x10FFFF, surrogates
 			// included, just as \xHH may write any byte.
-			if ((s[1] == 'u') || (s[1] == 'U')) byteCount = EncodeCodePoint(code, bytes);
+			if ((s[1] == 'u') || (s[1] == 'U')) byteCount = EncodeUtf8(bytes, code);
 
 			if (output) std::memcpy(output + count, bytes, size_t(byteCount));
 			count += byteCount;
@@ -909,7 +843,9 @@ static uint32_t ScanStringPart(const char** text, char* output, int64_t* length)
 		}
 		else
 		{
-			int32_t sequence = Utf8SequenceLength(s);
+			// A lead byte of 128 or above: a well-formed sequence of 2 to 4 bytes,
+			// checked byte by byte so a NUL ends the check.
+			int32_t sequence = Utf8Length(reinterpret_cast<const char*>(s));
 			if (sequence == 0) return 'STIC';
 			if (output) std::memcpy(output + count, s, size_t(sequence));
 			count += sequence;
