@@ -302,26 +302,31 @@ static void ReadPoints(const char* text, FloatStructure* list)
 	}
 }
 
+// Reads the attributes of a polygon, polyline or path: the first non-empty
+// `key` attribute is the shape's data, every other one goes to the style frame.
+static void ReadDataAttribute(const char* cursor, const char* key, String* data, SvgStyle* frame)
+{
+	char name[kSvgNameSize];
+	const char* value;
+	int32_t length;
+	while (SvgImporter::ReadAttribute(&cursor, name, &value, &length))
+	{
+		if (std::strcmp(name, key) == 0)
+		{
+			if (data->IsEmpty()) data->Assign(value, length);
+		}
+		else
+		{
+			SvgImporter::StoreStyleAttribute(name, value, length, frame, false);
+		}
+	}
+}
+
 void SvgImporter::ReadPolygon(const char* cursor, bool open)
 {
 	SvgStyle& frame = PushStyle();
 	String points;
-
-	char name[kSvgNameSize];
-	const char* value;
-	int32_t length;
-	while (ReadAttribute(&cursor, name, &value, &length))
-	{
-		// The first non-empty points attribute is the one kept.
-		if (std::strcmp(name, "points") == 0)
-		{
-			if (points.IsEmpty()) points.Assign(value, length);
-		}
-		else
-		{
-			StoreStyleAttribute(name, value, length, &frame, false);
-		}
-	}
+	ReadDataAttribute(cursor, "points", &points, &frame);
 
 	if (!points.IsEmpty())
 	{
@@ -523,21 +528,7 @@ void SvgImporter::ReadPath(const char* cursor)
 {
 	SvgStyle& frame = PushStyle();
 	String data;
-
-	char name[kSvgNameSize];
-	const char* value;
-	int32_t length;
-	while (ReadAttribute(&cursor, name, &value, &length))
-	{
-		if (std::strcmp(name, "d") == 0)
-		{
-			if (data.IsEmpty()) data.Assign(value, length);
-		}
-		else
-		{
-			StoreStyleAttribute(name, value, length, &frame, false);
-		}
-	}
+	ReadDataAttribute(cursor, "d", &data, &frame);
 
 	if (!data.IsEmpty())
 	{

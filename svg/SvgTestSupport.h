@@ -1,6 +1,9 @@
 // SvgTestSupport: imports SVG text and describes the tree it builds, for the importer's tests.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -9,20 +12,72 @@
 #include "document/Shapes.h"
 #include "document/TextWriter.h"
 #include "document/VectorDocument.h"
-#include "support/Code.h"
+#include "support/TestSupport.h"
 #include "svg/SvgImporter.h"
 
+// One case of a table: an input and the text it must give.
+struct SvgCase
+{
+	const char* text;
+	const char* expected;
+};
+
+// Any NaN reads "nan", whatever its sign.
 inline std::string FormatNumber(float value)
 {
+	if (std::isnan(value)) return "nan";
 	char text[32];
 	std::snprintf(text, sizeof(text), "%g", double(value));
 	return text;
 }
 
-// A compact form of one structure: its code, the properties that differ from
-// their defaults in parentheses, then its subnodes in braces. Float lists are
-// F, F2, F2* (with states, written as letters) and so on; the page flip
-// Transform {1, 0, 0, -1, 0, t} reads flip(t).
+// A float list: F, then its array size, '*' with states (written as letters
+// before each sub-array), then its values.
+inline std::string DescribeList(const FloatStructure* list)
+{
+	std::string text = "F";
+	if (list->arraySize != 0) text += std::to_string(list->arraySize);
+	if (list->stateFlag) text += '*';
+	text += '{';
+	for (int32_t i = 0; i < list->data.GetCount(); i++)
+	{
+		bool subArrayStart = list->stateFlag && (i % 2 == 0);
+		if (i != 0) text += subArrayStart ? " " : ",";
+		if (subArrayStart) text += std::string(1, (list->states[i / 2] < 9) ? "MZLHVQTCS"[list->states[i / 2]] : '?') + ':';
+		text += FormatNumber(list->data[i]);
+	}
+
+	return text + '}';
+}
+
+inline std::string KindWord(const String& kind, const char* usual)
+{
+	return TextEqual(kind, usual) ? "" : "(" + std::string(kind.GetText()) + ")";
+}
+
+// The kind words of a structure in parentheses, where they differ from the defaults.
+inline std::string DescribeKind(const Structure* structure)
+{
+	switch (structure->structureType)
+	{
+		case 'xslt': return KindWord(static_cast<const TranslationStructure*>(structure)->kind, "xy");
+		case 'scal': return KindWord(static_cast<const ScaleStructure*>(structure)->kind, "xy");
+		case 'rota': return KindWord(static_cast<const RotationStructure*>(structure)->kind, "z");
+		case 'fill': return KindWord(static_cast<const FillStructure*>(structure)->rule, "nonzero");
+		default: break;
+	}
+
+	if (structure->structureType == 'grad')
+	{
+		const GradientStructure* gradient = static_cast<const GradientStructure*>(structure);
+		return "(" + std::string(gradient->kind.GetText()) + (gradient->objectFlag ? " object" : "") + ")";
+	}
+
+	if (structure->structureType != 'strk') return "";
+	const StrokeStructure* stroke = static_cast<const StrokeStructure*>(structure);
+	return "(" + std::string(stroke->cap.GetText()) + " " + stroke->join.GetText() + " " + FormatNumber(stroke->miter) + ")";
+}
+
 inline std::string Describe(const Structure* structure);
 
 inline std::string DescribeSubnodes(const Structure* structure)
@@ -30,104 +85,72 @@ inline std::string DescribeSubnodes(const Structure* structure)
 	std::string text;
 	for (const Structure* node = structure->GetFirstSubnode(); node; node = node->GetNextSubnode())
 	{
-		if (!text.empty()) text += ' ';
-		text += Describe(node);
+		text += (text.empty() ? "" : " ") + Describe(node);
 	}
 
 	return text;
 }
 
+// A compact form of one structure: its code, its kind words, then its
+// subnodes in braces. The page flip Transform {1, 0, 0, -1, 0, t} reads flip(t).
 inline std::string Describe(const Structure* structure)
 {
 	if (structure->baseStructureType == 'PRIM')
 	{
-		if (structure->structureType != 'FLOT') return "?";
-		const FloatStructure* list = static_cast<const FloatStructure*>(structure);
-		std::string text = "F";
-		if (list->arraySize != 0) text += std::to_string(list->arraySize);
-		if (list->stateFlag) text += '*';
-		text += '{';
-		int32_t count = list->data.GetCount();
-		for (int32_t i = 0; i < count; i++)
-		{
-			bool subArrayStart = list->stateFlag && (i % 2 == 0);
-			if (i != 0) text += subArrayStart ? " " : ",";
-			if (subArrayStart)
-			{
-				uint32_t state = list->states[i / 2];
-				text += (state < 9) ? "MZLHVQTCS"[state] : '?';
-				text += ':';
-			}
-			text += FormatNumber(list->data[i]);
-		}
-		return text + '}';
+		return (structure->structureType == 'FLOT') ? DescribeList(static_cast<const FloatStructure*>(structure)) : "?";
 	}
 
 	char code[5];
 	CodeText(structure->structureType, code);
-	std::string text = code;
-
-	if (structure->structureType == 'xfrm')
+	std::string inner = DescribeSubnodes(structure);
+	if ((structure->structureType == 'xfrm') && (inner.compare(0, 14, "F6{1,0,0,-1,0,") == 0) && (inner.find(' ') == std::string::npos))
 	{
-		const Structure* node = structure->GetFirstSubnode();
-		if (node && !node->GetNextSubnode() && (node->structureType == 'FLOT'))
-		{
-			const FloatStructure* list = static_cast<const FloatStructure*>(node);
-			if ((list->arraySize == 6) && (list->data.GetCount() == 6) && (list->data[0] == 1.0f) && (list->data[1] == 0.0f)
-					&& (list->data[2] == 0.0f) && (list->data[3] == -1.0f) && (list->data[4] == 0.0f))
-			{
-				return "flip(" + FormatNumber(list->data[5]) + ")";
-			}
-		}
-	}
-	else if (structure->structureType == 'xslt')
-	{
-		const String& kind = static_cast<const TranslationStructure*>(structure)->kind;
-		if (!TextEqual(kind, "xy")) text += "(" + std::string(kind.GetText()) + ")";
-	}
-	else if (structure->structureType == 'scal')
-	{
-		const String& kind = static_cast<const ScaleStructure*>(structure)->kind;
-		if (!TextEqual(kind, "xy")) text += "(" + std::string(kind.GetText()) + ")";
-	}
-	else if (structure->structureType == 'rota')
-	{
-		const String& kind = static_cast<const RotationStructure*>(structure)->kind;
-		if (!TextEqual(kind, "z")) text += "(" + std::string(kind.GetText()) + ")";
-	}
-	else if (structure->structureType == 'fill')
-	{
-		const String& rule = static_cast<const FillStructure*>(structure)->rule;
-		if (!TextEqual(rule, "nonzero")) text += "(" + std::string(rule.GetText()) + ")";
-	}
-	else if (structure->structureType == 'grad')
-	{
-		const GradientStructure* gradient = static_cast<const GradientStructure*>(structure);
-		text += "(" + std::string(gradient->kind.GetText()) + (gradient->objectFlag ? " object" : "") + ")";
-	}
-	else if (structure->structureType == 'strk')
-	{
-		const StrokeStructure* stroke = static_cast<const StrokeStructure*>(structure);
-		text += "(" + std::string(stroke->cap.GetText()) + " " + std::string(stroke->join.GetText()) + " "
-				+ FormatNumber(stroke->miter) + ")";
+		return "flip(" + inner.substr(14, inner.size() - 15) + ")";
 	}
 
-	return text + "{" + DescribeSubnodes(structure) + "}";
+	return code + DescribeKind(structure) + "{" + inner + "}";
 }
 
-// Imports `text` into `document` and returns the description of its top level.
+// Imports `text` (each '$' a unit square) into `document` and describes its top level.
 inline std::string ImportInto(VectorDocument* document, const char* text, uint32_t* result = nullptr)
 {
+	std::string source;
+	for (const char* p = text; *p; p++) source += (*p == '$') ? std::string("<rect width=\"1\" height=\"1\"/>") : std::string(1, *p);
 	SvgImporter importer;
-	uint32_t code = importer.Import(text, &document->rootStructure);
+	uint32_t code = importer.Import(source.c_str(), &document->rootStructure);
 	if (result) *result = code;
 	return DescribeSubnodes(&document->rootStructure);
 }
 
-inline std::string ImportTree(const char* text, uint32_t* result = nullptr)
+// The description of what `text` imports, after "SVIV: " when the import reports it.
+inline std::string ImportTree(const char* text)
 {
 	VectorDocument document;
-	return ImportInto(&document, text, result);
+	uint32_t result = 0;
+	std::string tree = ImportInto(&document, text, &result);
+	return (result != 0) ? CodeString(result) + ": " + tree : tree;
+}
+
+// Checks that `describe` gives each row's expected text.
+template <size_t count>
+void ExpectAll(const SvgCase (&rows)[count], std::string (*describe)(const char*) = ImportTree)
+{
+	for (const SvgCase& row : rows)
+	{
+		SCOPED_TRACE(row.text);
+		EXPECT_EQ(describe(row.text), row.expected);
+	}
+}
+
+// What a reader of names and values finds at the start of `text`: "name=value|rest", or "none".
+template <bool (*read)(const char**, char*, const char**, int32_t*)>
+std::string ReadPair(const char* text)
+{
+	char name[kSvgNameSize];
+	const char* value;
+	int32_t length;
+	if (!read(&text, name, &value, &length)) return "none";
+	return std::string(name) + "=" + std::string(value, size_t(length)) + "|" + text;
 }
 
 // Writer callback that gathers the text into a std::string.
@@ -137,7 +160,7 @@ inline bool CollectText(const void* data, uint32_t size, void* context)
 	return true;
 }
 
-// The exchange text of a document, as -g writes it.
+// The exchange text of a document, as -g writes it; the writer hands on its rest when it ends.
 inline std::string WriteText(const VectorDocument& document)
 {
 	std::string text;
