@@ -575,7 +575,8 @@ void EntryRenderer::Render(int32_t width, int32_t height, int32_t firstRow, int3
 	{
 		int64_t row = int64_t(firstRow) + r;
 		if (row < 0 || row >= height) continue;
-		float y = minY + (float(row) + 0.5f) * emsPerPixelY;
+		// Drawings are y-up (an SVG page is flipped on import), images top-down.
+		float y = maxY - (float(row) + 0.5f) * emsPerPixelY;
 		float* out = pixels + int64_t(r) * stride;
 		for (int32_t i = 0; i < width; i++)
 		{

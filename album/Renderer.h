@@ -89,8 +89,8 @@ class EntryRenderer
 		void Shade(float x, float y, float emsPerPixelX, float emsPerPixelY, float* rgba) const;
 
 		// Draws `rowCount` rows from `firstRow` of a `width` x `height` image that
-		// covers the entry's box, row 0 at minY and column 0 at minX, with each
-		// pixel sampled at its centre. `pixels` holds the rows, four floats a
+		// covers the entry's box, row 0 at maxY (images run top-down, drawings
+		// y-up) and column 0 at minX, with each pixel sampled at its centre. `pixels` holds the rows, four floats a
 		// pixel, `stride` floats from one row to the next. Rows outside the image
 		// are left untouched.
 		void Render(int32_t width, int32_t height, int32_t firstRow, int32_t rowCount, float* pixels, int64_t stride) const;

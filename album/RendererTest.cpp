@@ -189,7 +189,7 @@ static std::vector<int> Expect(const InsideTest& inside, bool evenOdd, const Ent
 	{
 		for (int32_t i = 0; i < size.width; i++)
 		{
-			expected.push_back(inside.Classify(double(renderer.minX) + (i + 0.5) * pixelX, double(renderer.minY) + (r + 0.5) * pixelY, size.margin * std::max(pixelX, pixelY), evenOdd));
+			expected.push_back(inside.Classify(double(renderer.minX) + (i + 0.5) * pixelX, double(renderer.maxY) - (r + 0.5) * pixelY, size.margin * std::max(pixelX, pixelY), evenOdd));
 			if (expected.back() >= 0) counts[expected.back()]++;
 		}
 	}
@@ -214,7 +214,7 @@ TEST(EntryRenderer, CoverageAgreesWithInsideTest)
 {
 	// Each shape also gets three rows of one large image, some far into it.
 	struct Row { const char* text; std::vector<QuadraticCurve> curves; bool evenOdd; Size large; };
-	const Size squareLarge = {4096, 4096, 2047, 3, 2.0}, wideLarge = {4096, 64, 20, 3, 2.0}, highLarge = {64, 4096, 2600, 3, 2.0};
+	const Size squareLarge = {4096, 4096, 2046, 3, 2.0}, wideLarge = {4096, 64, 41, 3, 2.0}, highLarge = {64, 4096, 1493, 3, 2.0};
 	const Row rows[] = {
 		{"square", Join(kSquare, kCornerDot), false, squareLarge},
 		{"triangle", kTriangle, false, squareLarge},

@@ -536,6 +536,20 @@ TEST(Tool, RenderedExampleIsAPicture)
 	EXPECT_EQ(bigEndian(16), 64u);
 	EXPECT_EQ(bigEndian(20), 32u);
 
+	// One stored block holds the rows: IDAT data at 41, behind the two zlib
+	// bytes and the five of the block header, each row a filter byte and 64
+	// pixels. The middle of the second cell is the dot, drawn in the sRGB
+	// colour of the source, #1E6FD9, give or take the rounding of its 8-bit
+	// linear form in the layer table.
+	ASSERT_GE(png.size(), 48u + 32u * 257u);
+	EXPECT_EQ(png.substr(37, 4), "IDAT");
+	size_t centre = 48 + 16 * 257 + 1 + 48 * 4;
+	const int expected[4] = {0x1E, 0x6F, 0xD9, 255};
+	for (int c = 0; c < 4; c++)
+	{
+		EXPECT_NEAR(int(uint8_t(png[centre + c])), expected[c], 3) << "channel " << c;
+	}
+
 	RunResult bad = RunProgram(VORP_RENDER_EXECUTABLE, {input, "-o", picture});
 	EXPECT_EQ(bad.status, 1);
 	EXPECT_EQ(bad.output.rfind("Error: ", 0), 0u);
