@@ -140,11 +140,12 @@ uint32_t File::SetPosition(int64_t offset, int32_t origin)
 	{
 		// Counted back from the end of the file.
 		base = int64_t(GetSize());
+		if (offset == INT64_MIN) return kFileReadWriteFailed;
 		offset = -offset;
 	}
 
-	int64_t target = base + offset;
-	if (target < 0) return kFileReadWriteFailed;
+	int64_t target = 0;
+	if (__builtin_add_overflow(base, offset, &target) || target < 0) return kFileReadWriteFailed;
 	position = uint64_t(target);
 	return kFileOkay;
 }
