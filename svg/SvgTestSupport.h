@@ -3,11 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string>
 
-#include "description/Primitive.h"
 #include "document/Attributes.h"
 #include "document/Shapes.h"
 #include "document/TextWriter.h"
@@ -16,11 +16,7 @@
 #include "svg/SvgImporter.h"
 
 // One case of a table: an input and the text it must give.
-struct SvgCase
-{
-	const char* text;
-	const char* expected;
-};
+struct SvgCase { const char* text; const char* expected; };
 
 // Any NaN reads "nan", whatever its sign.
 inline std::string FormatNumber(float value)
@@ -50,32 +46,20 @@ inline std::string DescribeList(const FloatStructure* list)
 	return text + '}';
 }
 
-inline std::string KindWord(const String& kind, const char* usual)
-{
-	return TextEqual(kind, usual) ? "" : "(" + std::string(kind.GetText()) + ")";
-}
-
 // The kind words of a structure in parentheses, where they differ from the defaults.
 inline std::string DescribeKind(const Structure* structure)
 {
+	auto word = [](const String& kind, const char* usual) { return TextEqual(kind, usual) ? std::string() : "(" + std::string(kind.GetText()) + ")"; };
 	switch (structure->structureType)
 	{
-		case 'xslt': return KindWord(static_cast<const TranslationStructure*>(structure)->kind, "xy");
-		case 'scal': return KindWord(static_cast<const ScaleStructure*>(structure)->kind, "xy");
-		case 'rota': return KindWord(static_cast<const RotationStructure*>(structure)->kind, "z");
-		case 'fill': return KindWord(static_cast<const FillStructure*>(structure)->rule, "nonzero");
-		default: break;
+		case 'xslt': return word(static_cast<const TranslationStructure*>(structure)->kind, "xy");
+		case 'scal': return word(static_cast<const ScaleStructure*>(structure)->kind, "xy");
+		case 'rota': return word(static_cast<const RotationStructure*>(structure)->kind, "z");
+		case 'fill': return word(static_cast<const FillStructure*>(structure)->rule, "nonzero");
+		case 'grad': { const GradientStructure* gradient = static_cast<const GradientStructure*>(structure); return "(" + std::string(gradient->kind.GetText()) + (gradient->objectFlag ? " object" : "") + ")"; }
+		case 'strk': { const StrokeStructure* stroke = static_cast<const StrokeStructure*>(structure); return "(" + std::string(stroke->cap.GetText()) + " " + stroke->join.GetText() + " " + FormatNumber(stroke->miter) + ")"; }
+		default: return "";
 	}
-
-	if (structure->structureType == 'grad')
-	{
-		const GradientStructure* gradient = static_cast<const GradientStructure*>(structure);
-		return "(" + std::string(gradient->kind.GetText()) + (gradient->objectFlag ? " object" : "") + ")";
-	}
-
-	if (structure->structureType != 'strk') return "";
-	const StrokeStructure* stroke = static_cast<const StrokeStructure*>(structure);
-	return "(" + std::string(stroke->cap.GetText()) + " " + stroke->join.GetText() + " " + FormatNumber(stroke->miter) + ")";
 }
 
 inline std::string Describe(const Structure* structure);
@@ -83,11 +67,7 @@ inline std::string Describe(const Structure* structure);
 inline std::string DescribeSubnodes(const Structure* structure)
 {
 	std::string text;
-	for (const Structure* node = structure->GetFirstSubnode(); node; node = node->GetNextSubnode())
-	{
-		text += (text.empty() ? "" : " ") + Describe(node);
-	}
-
+	for (const Structure* node = structure->GetFirstSubnode(); node; node = node->GetNextSubnode()) text += (text.empty() ? "" : " ") + Describe(node);
 	return text;
 }
 
@@ -95,19 +75,12 @@ inline std::string DescribeSubnodes(const Structure* structure)
 // subnodes in braces. The page flip Transform {1, 0, 0, -1, 0, t} reads flip(t).
 inline std::string Describe(const Structure* structure)
 {
-	if (structure->baseStructureType == 'PRIM')
-	{
-		return (structure->structureType == 'FLOT') ? DescribeList(static_cast<const FloatStructure*>(structure)) : "?";
-	}
-
+	if (structure->baseStructureType == 'PRIM') return (structure->structureType == 'FLOT') ? DescribeList(static_cast<const FloatStructure*>(structure)) : "?";
 	char code[5];
 	CodeText(structure->structureType, code);
 	std::string inner = DescribeSubnodes(structure);
-	if ((structure->structureType == 'xfrm') && (inner.compare(0, 14, "F6{1,0,0,-1,0,") == 0) && (inner.find(' ') == std::string::npos))
-	{
-		return "flip(" + inner.substr(14, inner.size() - 15) + ")";
-	}
-
+	bool flip = (structure->structureType == 'xfrm') && (inner.compare(0, 14, "F6{1,0,0,-1,0,") == 0) && (inner.find(' ') == std::string::npos);
+	if (flip) return "flip(" + inner.substr(14, inner.size() - 15) + ")";
 	return code + DescribeKind(structure) + "{" + inner + "}";
 }
 
@@ -142,22 +115,14 @@ void ExpectAll(const SvgCase (&rows)[count], std::string (*describe)(const char*
 	}
 }
 
-// What a reader of names and values finds at the start of `text`: "name=value|rest", or "none".
-template <bool (*read)(const char**, char*, const char**, int32_t*)>
-std::string ReadPair(const char* text)
+// What the attribute reader finds at the start of `text`: "name=value|rest", or "none".
+inline std::string ReadPair(const char* text)
 {
 	char name[kSvgNameSize];
 	const char* value;
 	int32_t length;
-	if (!read(&text, name, &value, &length)) return "none";
+	if (!SvgImporter::ReadAttribute(&text, name, &value, &length)) return "none";
 	return std::string(name) + "=" + std::string(value, size_t(length)) + "|" + text;
-}
-
-// Writer callback that gathers the text into a std::string.
-inline bool CollectText(const void* data, uint32_t size, void* context)
-{
-	static_cast<std::string*>(context)->append(static_cast<const char*>(data), size);
-	return true;
 }
 
 // The exchange text of a document, as -g writes it; the writer hands on its rest when it ends.
@@ -165,7 +130,7 @@ inline std::string WriteText(const VectorDocument& document)
 {
 	std::string text;
 	{
-		TextWriter writer(CollectText, &text);
+		TextWriter writer([](const void* data, uint32_t size, void* context) { static_cast<std::string*>(context)->append(static_cast<const char*>(data), size); return true; }, &text);
 		WriteExchangeDocument(&document, &writer);
 	}
 
