@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -15,11 +16,7 @@ static void ExpectSamePoint(const Point2D& a, const Point2D& b)
 
 struct DoublePoint { double x; double y; };
 
-static void ExpectNear(const DoublePoint& a, const DoublePoint& b, double tolerance)
-{
-	EXPECT_NEAR(a.x, b.x, tolerance);
-	EXPECT_NEAR(a.y, b.y, tolerance);
-}
+static double Distance(const DoublePoint& a, const DoublePoint& b) { return std::hypot(a.x - b.x, a.y - b.y); }
 
 // References in double, from the Bernstein forms.
 static DoublePoint QuadraticAt(const QuadraticCurve& q, double t)
@@ -37,11 +34,7 @@ static DoublePoint CubicAt(const CubicCurve& c, double t)
 static double QuadraticArcLength(const QuadraticCurve& q, double t1)
 {
 	double length = 0.0;
-	for (int32_t i = 0; i < 4000; i++)
-	{
-		DoublePoint a = QuadraticAt(q, t1 * i / 4000.0), b = QuadraticAt(q, t1 * (i + 1) / 4000.0);
-		length += std::hypot(b.x - a.x, b.y - a.y);
-	}
+	for (int32_t i = 0; i < 4000; i++) length += Distance(QuadraticAt(q, t1 * i / 4000.0), QuadraticAt(q, t1 * (i + 1) / 4000.0));
 	return length;
 }
 
@@ -62,12 +55,7 @@ TEST(EvaluateCurve, EndsAreExactAndPiecesFollowTheCurve)
 	ExpectSamePoint(EvaluateCurve(q, 0.0f), q.p0);
 	ExpectSamePoint(EvaluateCurve(q, 1.0f), q.p2);
 	ExpectSamePoint(SubCurve(q, 0.0f, 1.0f).p0, q.p0);
-	const float rows[][2] = {
-		{0.0f, 0.3f},
-		{0.25f, 0.75f},
-		{0.6f, 1.0f},
-		{0.9f, 0.1f},
-	};
+	const float rows[][2] = {{0.0f, 0.3f}, {0.25f, 0.75f}, {0.6f, 1.0f}, {0.9f, 0.1f}};
 	for (const auto& row : rows)
 	{
 		SCOPED_TRACE(testing::Message() << row[0] << " to " << row[1]);
@@ -77,9 +65,9 @@ TEST(EvaluateCurve, EndsAreExactAndPiecesFollowTheCurve)
 		{
 			double t = double(row[0]) + s * double(row[1] - row[0]);
 			Point2D on = EvaluateCurve(q, float(t));
-			ExpectNear(DoublePoint{double(on.x), double(on.y)}, QuadraticAt(q, t), 2e-6);
-			ExpectNear(QuadraticAt(piece, s), QuadraticAt(q, t), 2e-6);
-			ExpectNear(CubicAt(cubicPiece, s), CubicAt(c, t), 2e-6);
+			EXPECT_LT(Distance(DoublePoint{double(on.x), double(on.y)}, QuadraticAt(q, t)), 2e-6) << t;
+			EXPECT_LT(Distance(QuadraticAt(piece, s), QuadraticAt(q, t)), 2e-6) << t;
+			EXPECT_LT(Distance(CubicAt(cubicPiece, s), CubicAt(c, t)), 2e-6) << t;
 		}
 	}
 }
@@ -308,11 +296,8 @@ TEST(CubicToQuadratics, TwelveJoinedCurvesAtMost)
 // polyline), as a fraction of the larger side of the cubic's control box.
 static double RelativeDistance(const CubicCurve& c, const QuadraticCurve* output, int32_t count)
 {
-	std::vector<DoublePoint> line;
-	for (int32_t i = 0; i < count; i++)
-	{
-		for (int32_t j = 0; j <= 64; j++) line.push_back(QuadraticAt(output[i], j / 64.0));
-	}
+	std::vector<DoublePoint> line(1, DoublePoint{c.p0.x, c.p0.y});
+	for (int32_t i = 1; i <= count * 64; i++) line.push_back(QuadraticAt(output[(i - 1) / 64], ((i - 1) % 64 + 1) / 64.0));
 	double worst = 0.0;
 	for (int32_t j = 0; j <= 100; j++)
 	{
@@ -320,16 +305,14 @@ static double RelativeDistance(const CubicCurve& c, const QuadraticCurve* output
 		double best = 1e300;
 		for (size_t i = 0; i + 1 < line.size(); i++)
 		{
-			double bx = line[i + 1].x - line[i].x, by = line[i + 1].y - line[i].y, square = bx * bx + by * by;
-			double s = (square > 0.0) ? ((p.x - line[i].x) * bx + (p.y - line[i].y) * by) / square : 0.0;
-			s = std::fmax(0.0, std::fmin(1.0, s));
-			best = std::fmin(best, std::hypot(p.x - line[i].x - s * bx, p.y - line[i].y - s * by));
+			DoublePoint a = line[i], d{line[i + 1].x - a.x, line[i + 1].y - a.y};
+			double s = std::clamp(((p.x - a.x) * d.x + (p.y - a.y) * d.y) / std::fmax(d.x * d.x + d.y * d.y, 1e-300), 0.0, 1.0);
+			best = std::fmin(best, Distance(p, DoublePoint{a.x + s * d.x, a.y + s * d.y}));
 		}
 		worst = std::fmax(worst, best);
 	}
-	double xSize = std::fmax(std::fmax(c.p0.x, c.p1.x), std::fmax(c.p2.x, c.p3.x)) - std::fmin(std::fmin(c.p0.x, c.p1.x), std::fmin(c.p2.x, c.p3.x));
-	double ySize = std::fmax(std::fmax(c.p0.y, c.p1.y), std::fmax(c.p2.y, c.p3.y)) - std::fmin(std::fmin(c.p0.y, c.p1.y), std::fmin(c.p2.y, c.p3.y));
-	return worst / std::fmax(xSize, ySize);
+	double xSize = std::max({c.p0.x, c.p1.x, c.p2.x, c.p3.x}) - std::min({c.p0.x, c.p1.x, c.p2.x, c.p3.x});
+	return worst / std::fmax(xSize, std::max({c.p0.y, c.p1.y, c.p2.y, c.p3.y}) - std::min({c.p0.y, c.p1.y, c.p2.y, c.p3.y}));
 }
 
 // The tolerance bounds a mean distance on the cubic scaled to a unit box, and
@@ -359,11 +342,7 @@ TEST(CubicToQuadratics, QuadraticsStayCloseToTheCubic)
 			// Turned, scaled and moved, so normalisation has work to do.
 			double angle = double(unit(random)) * 6.283, scale = 0.01 + double(unit(random)) * 1000.0;
 			double dx = (double(unit(random)) - 0.5) * 20.0 * scale, dy = (double(unit(random)) - 0.5) * 20.0 * scale;
-			for (Point2D& point : p)
-			{
-				double x = double(point.x), y = double(point.y);
-				point = Point2D{float(scale * (std::cos(angle) * x - std::sin(angle) * y) + dx), float(scale * (std::sin(angle) * x + std::cos(angle) * y) + dy)};
-			}
+			for (Point2D& q : p) q = Point2D{float(scale * (std::cos(angle) * double(q.x) - std::sin(angle) * double(q.y)) + dx), float(scale * (std::sin(angle) * double(q.x) + std::cos(angle) * double(q.y)) + dy)};
 			CubicCurve c{p[0], p[1], p[2], p[3]};
 			QuadraticCurve output[kMaxCubicQuadratics];
 			int32_t count = CubicToQuadratics(c, kCubicTolerance, output);

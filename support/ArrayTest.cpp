@@ -8,7 +8,7 @@
 // Counts live objects, so growth, shrinking and moves show leaks and double destruction.
 struct Tracked
 {
-	static int32_t live;
+	inline static int32_t live = 0;
 	int32_t value;
 
 	Tracked(int32_t v = 0) : value(v) { live++; }
@@ -16,8 +16,6 @@ struct Tracked
 	Tracked(Tracked&& other) : value(other.value) { other.value = -1; live++; }
 	~Tracked() { live--; }
 };
-
-int32_t Tracked::live = 0;
 
 template <int32_t N>
 static int32_t CapacityAfter(int32_t additions)

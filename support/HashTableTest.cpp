@@ -8,14 +8,12 @@
 
 struct Item : public HashElement<Item>
 {
-	static int32_t destroyed;
+	inline static int32_t destroyed = 0;
 	int32_t id;
 
 	Item(uint32_t hash, int32_t i) : HashElement<Item>(hash), id(i) {}
 	~Item() { destroyed++; }
 };
-
-int32_t Item::destroyed = 0;
 
 using Chains = std::vector<std::vector<int32_t>>;
 
@@ -23,27 +21,19 @@ using Chains = std::vector<std::vector<int32_t>>;
 // consistent links, and returns the chains' ids bucket by bucket.
 static Chains CheckTable(const HashTable<Item>& table)
 {
-	Chains chains;
-	int32_t count = 0;
-	uint32_t mask = uint32_t(table.GetBucketCount() - 1);
-	for (uint32_t b = 0; b <= mask; b++)
+	Chains chains(size_t(table.GetBucketCount()));
+	int32_t count = 0, walked = 0;
+	for (uint32_t b = 0; b < chains.size(); b++)
 	{
-		chains.emplace_back();
 		Item* previous = nullptr;
-		for (Item* item = table.GetFirstInBucket(b); item; item = item->GetNextInBucket())
+		for (Item* item = table.GetFirstInBucket(b); item; previous = item, item = item->GetNextInBucket(), count++)
 		{
-			EXPECT_EQ(item->GetHash() & mask, b) << "item " << item->id;
-			EXPECT_EQ(item->GetPreviousInBucket(), previous);
-			EXPECT_EQ(item->GetOwningTable(), &table);
-			chains.back().push_back(item->id);
-			previous = item;
-			count++;
+			EXPECT_TRUE(item->GetHash() % chains.size() == b && item->GetPreviousInBucket() == previous && item->GetOwningTable() == &table) << "item " << item->id;
+			chains[b].push_back(item->id);
 		}
 	}
-	EXPECT_EQ(count, table.GetCount());
-	int32_t walked = 0;
 	for (Item* item = table.First(); item; item = table.Next(item)) walked++;
-	EXPECT_EQ(walked, count);
+	EXPECT_TRUE(count == table.GetCount() && walked == count) << count << " filed, " << walked << " walked, " << table.GetCount() << " counted";
 	return chains;
 }
 
