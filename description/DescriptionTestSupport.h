@@ -12,28 +12,19 @@
 #include "support/TestSupport.h"
 
 // An exactly sized heap copy, so the address sanitizer reports any read behind the NUL.
-inline std::vector<char> Buffer(const std::string& text)
-{
-	std::vector<char> buffer(text.size() + 1, 0);
-	std::memcpy(buffer.data(), text.data(), text.size());
-	return buffer;
-}
+inline std::vector<char> Buffer(const std::string& text) { return std::vector<char>(text.c_str(), text.c_str() + text.size() + 1); }
 
 // A value as text: integers signed in decimal and unsigned in hexadecimal,
 // floating point as its bit pattern, binary data as hexadecimal bytes.
 template <typename T>
 inline std::string Show(const T& value)
 {
-	char text[24];
 	if constexpr (std::is_same_v<T, bool>) return (value) ? "true" : "false";
-	else if constexpr (std::is_floating_point_v<T>)
-	{
-		uint64_t bits = 0;
-		std::memcpy(&bits, &value, sizeof(T));
-		std::snprintf(text, sizeof(text), "%llX", static_cast<unsigned long long>(bits));
-	}
-	else if constexpr (std::is_signed_v<T>) std::snprintf(text, sizeof(text), "%lld", static_cast<long long>(value));
-	else std::snprintf(text, sizeof(text), "%llX", static_cast<unsigned long long>(value));
+	else if constexpr (std::is_signed_v<T> && std::is_integral_v<T>) return std::to_string(value);
+	char text[24];
+	unsigned long long bits = 0;
+	std::memcpy(&bits, &value, sizeof(T));
+	std::snprintf(text, sizeof(text), "%llX", bits);
 	return text;
 }
 
@@ -71,14 +62,12 @@ class TestStructure : public Structure
 				{"flag", 'BOOL', &flag}, {"count", 'UI32', &count}, {"scale", 'FLOT', &scale}, {"label", 'STRG', &label},
 				{"target", 'RFNC', &target}, {"blob", 'BS64', &blob}, {"small", 'INT8', &small}, {"odd", 'ODD?', &count},
 			};
-			for (const Property& property : properties)
-			{
-				if (std::strcmp(identifier.GetText(), property.name) != 0) continue;
-				*type = property.type;
-				*value = property.field;
-				return true;
-			}
-			return false;
+			const Property* found = properties;
+			while ((found < std::end(properties)) && (std::strcmp(identifier.GetText(), found->name) != 0)) found++;
+			if (found == std::end(properties)) return false;
+			*type = found->type;
+			*value = found->field;
+			return true;
 		}
 
 		bool ValidateSubstructure(const Document*, const Structure* structure) const override
@@ -117,10 +106,7 @@ class TestDocument : public Document
 		{
 			const char* names[] = {"Group", "Leaf", "Path", "Inner", "Fail"};
 			const uint32_t types[] = {'grup', 'leaf', 'path', 'innr', 'fail'};
-			for (int32_t i = 0; i < 5; i++)
-			{
-				if (std::strcmp(identifier.GetText(), names[i]) == 0) return new TestStructure(types[i]);
-			}
+			for (int32_t i = 0; i < 5; i++) if (std::strcmp(identifier.GetText(), names[i]) == 0) return new TestStructure(types[i]);
 			return nullptr;
 		}
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -39,45 +39,32 @@ TEST(ParseText, BuildsTheTreeOrReturnsEachCodeAtItsLine)
 		{"Group { Foo (a = 1, b) { Leaf { Baz {} } } Leaf {} }", "0", 0, "grup{leaf{}}"},
 		{"Foo $a {} Group $a {}", "0", 0, "grup$a{}"},
 		{"Group $a {} Group %a { Group %a {} }", "0", 0, "grup$a{} grup%a{grup%a{}}"},
-		{"Group { Group %a {} } Group { Group %a {} }", "0", 0, "grup{grup%a{}} grup{grup%a{}}"},
 		{"float[256] {} float[+2] {{1, 2}}", "0", 0, "FLOT{} FLOT{}"},
 		{"float $x {1} int8 %y {}", "0", 0, "FLOT$x{} INT8%y{}"},
-		{"Path { float[2]* { M {0, 0} } }", "0", 0, "path{FLOT{}}"},
 		// Unknown properties take any literal: the first reader that accepts it decides.
-		{"Group (a = true, b = \"s\" \"t\", c = $x%y, d = float) {}", "0", 0, "grup{}"},
-		{"Group (a = -7, b = -.5e3, c = +/==, d = , e) {}", "0", 0, "grup{}"},
+		{"Group (a = true, b = \"s\" \"t\", c = $x%y, d = float, e = -7, f = -.5e3, g = +/==, h = , i) {}", "0", 0, "grup{}"},
 		{"Group {}\n}", "SYNT", 2, ""},
-		{"}", "IDEM", 1, ""},
 		{"Group {\n", "IDEM", 2, ""},
 		{"Group { Leaf {}", "SYNT", 1, ""},
 		{"Group\n\n[2] {}", "SYNT", 3, ""},
 		{"float (a = 1) {1}", "SYNT", 1, ""},
-		{"float {1 2}", "SYNT", 1, ""},
-		{"Group $a { Leaf {} }\nGroup $b (count = -) {}", "SYNT", 2, ""},
 		{"Group {\n  Leaf {\n    Group {}\n  }\n}", "IVST", 3, ""},
 		{"Inner {}", "IVST", 1, ""},
-		{"Path { float[2] {} }", "IVST", 1, ""},
 		{"Group (\n odd = 1) {}", "PPIT", 2, ""},
 		{"Group\n(\ncount\n5) {}", "PPSE", 4, ""},
-		{"Group (count = 1 scale = 2) {}", "PPSE", 1, ""},
 		{"Group (a = 1e5) {}", "PPSE", 1, ""},
 		{"Group (a = #) {}", "PPSE", 1, ""},
 		{"Group (a = 1,) {}", "IDEM", 1, ""},
 		{"\n\nfloat[0] {1}", "PMAS", 3, ""},
 		{"float[257] {1}", "PMAS", 1, ""},
-		{"float[ -0] {}", "PMAS", 1, ""},
 		{"float[x] {}", "SYNT", 1, ""},
 		{"float[2 {1}", "PMSE", 1, ""},
-		{"float[0x1_0000_0000_0000_0000] {}", "INOV", 1, ""},
 		{"Group $a {}\nGroup $a {}", "STNE", 2, ""},
 		{"Group %a {}\nFoo %a {}", "STNE", 2, ""},
 		{"Group { Group %b {} Group %b {} }", "STNE", 1, ""},
 		{"Group $1 {}", "IDIC", 1, ""},
-		{"float[2] {\n1, 2}", "PMIF", 2, ""},
-		{"float[2] {{1, 2},\n{3}}", "PMUS", 2, ""},
 		{"Path { float[2]* {\n X {0, 0} } }", "PMST", 2, ""},
 		{"Foo { Bar { 1 } }", "IDIC", 1, ""},
-		{"float {1, 2, }", "FLIV", 1, ""},
 		{"int8 {\n128}", "INOV", 2, ""},
 		{"Group (small = 200) {}", "INOV", 1, ""},
 	};
@@ -125,16 +112,8 @@ TEST(ParsePropertyList, StoresValuesAndStopsBeforeTheParenthesis)
 	TestStructure group('grup');
 	EXPECT_EQ(CodeString(ParsePropertyList(&document, &cursor, &group)), "0");
 	EXPECT_EQ(std::string(cursor), ") {}");
-	EXPECT_TRUE(group.flag);
-	EXPECT_EQ(group.count, 16u);
-	EXPECT_EQ(group.scale, -2.5f);
-	EXPECT_STREQ(group.label.GetText(), "ab");
-	EXPECT_FALSE(group.target.globalFlag);
-	ASSERT_EQ(group.target.names.GetCount(), 2);
-	EXPECT_STREQ(group.target.names[1].GetText(), "y");
-	ASSERT_EQ(group.blob.size, 3);
-	EXPECT_EQ(std::memcmp(group.blob.data, "ABC", 3), 0);
-	EXPECT_EQ(group.small, -128);
+	const std::string fields[] = {Show(group.flag), Show(group.count), Show(group.scale), Show(group.label), Show(group.target), Show(group.blob), Show(group.small)};
+	EXPECT_EQ(testing::PrintToString(fields), "{ \"true\", \"10\", \"C0200000\", \"ab\", \"%x%y\", \"41 42 43\", \"-128\" }");
 }
 
 // Names are filed in byte order; a new parse or a destroyed structure frees them.
@@ -147,13 +126,6 @@ TEST(ParseText, ReplacesTheTreeAndFilesItsNames)
 
 	delete document.rootStructure.GetFirstSubnode();
 	EXPECT_EQ(MapNames(document.globalMap), "B _ a a0 ab ");
-	Structure* named = new TestStructure('grup');
-	named->structureName = "a";
-	document.rootStructure.AppendSubnode(named);
-	EXPECT_FALSE(named->FileName(&document.globalMap));
-	named->structureName = "b";
-	EXPECT_TRUE(named->FileName(&document.globalMap));
-	EXPECT_EQ(MapNames(document.globalMap), "B _ a a0 ab b ");
 
 	EXPECT_EQ(CodeString(Parse(&document, "Group {}\n\n}")), "SYNT");
 	EXPECT_EQ(document.errorLine, 3);
@@ -182,18 +154,10 @@ TEST(ProcessDocument, InnermostFailureSetsTheLineAndKeepsTheTree)
 TEST(ProcessDocument, FailureOutsideTheTextLeavesNoLine)
 {
 	// A failing structure that never came from this text.
-	class MadeDocument : public TestDocument
+	struct MadeDocument : TestDocument
 	{
-		public:
-
-			uint32_t ProcessDocument() override
-			{
-				made.textLocation = "\n\n";
-				errorStructure = &made;
-				return 'MADE';
-			}
-
-			TestStructure made{'grup'};
+		TestStructure made{'grup'};
+		uint32_t ProcessDocument() override { made.textLocation = "\n\n"; errorStructure = &made; return 'MADE'; }
 	};
 	MadeDocument document;
 	EXPECT_EQ(CodeString(Parse(&document, "\n\nGroup {}")), "MADE");
@@ -208,8 +172,6 @@ TEST(ParseText, BoundsTheNestingDepth)
 	{
 		{"Group {", 256, "", "0"},
 		{"Group {", 257, "", "DEEP"},
-		{"Foo {", 256, "", "0"},
-		{"Foo {", 257, "", "DEEP"},
 		{"Foo (a = 1) {", 100000, "", "DEEP"},
 		// A list is a level of its own.
 		{"Group {", 255, "float {1}", "0"},
@@ -227,26 +189,35 @@ TEST(ParseText, BoundsTheNestingDepth)
 	}
 }
 
+// Counts its destructions, so the test sees every node of the tree go.
+struct CountedStructure : Structure
+{
+	static inline int64_t destroyed = 0;
+	CountedStructure() : Structure('leaf') {}
+	~CountedStructure() override { destroyed++; }
+};
+
 TEST(Structure, DestroysADeepTreeWithoutRecursion)
 {
-	Structure* node = new Structure('leaf');
+	CountedStructure::destroyed = 0;
+	Structure* node = new CountedStructure;
+	int64_t created = 1;
 	for (int32_t i = 0; i < 200000; i++)
 	{
-		Structure* parent = new Structure('grup');
+		Structure* parent = new CountedStructure;
 		parent->AppendSubnode(node);
-		if (i % 2 == 0) parent->AppendSubnode(new Structure('leaf'));
+		if (i % 2 == 0) parent->AppendSubnode(new CountedStructure);
+		created += (i % 2 == 0) ? 2 : 1;
 		node = parent;
 	}
 	delete node;
+	EXPECT_EQ(CountedStructure::destroyed, created);
 }
 
 TEST(Structure, SubnodeOperationsKeepOrderAndOwnership)
 {
 	Structure parent('grup');
-	Structure* a = new Structure('aaaa');
-	Structure* b = new Structure('bbbb');
-	Structure* c = new Structure('cccc');
-	Structure* d = new Structure('dddd');
+	Structure *a = new Structure('aaaa'), *b = new Structure('bbbb'), *c = new Structure('cccc'), *d = new Structure('dddd');
 	parent.AppendSubnode(b);
 	parent.PrependSubnode(a);
 	parent.InsertSubnodeAfter(d, b);
@@ -279,10 +250,8 @@ TEST(ParseText, EveryTruncationParsesOrFails)
 		uint32_t result = Parse(&document, part);
 		EXPECT_TRUE((result == 0) || (cut < full.size()));
 		if (result == 0) continue;
-		int32_t lines = 1;
-		for (char c : part) lines += (c == '\n');
 		EXPECT_EQ(document.rootStructure.GetFirstSubnode(), nullptr);
 		EXPECT_GE(document.errorLine, 1);
-		EXPECT_LE(document.errorLine, lines);
+		EXPECT_LE(document.errorLine, 1 + std::count(part.begin(), part.end(), '\n'));
 	}
 }
