@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -13,33 +14,22 @@ TEST(CreateStructure, UnknownAndFontIdentifiersGiveNull)
 {
 	// Font classes are not made by this factory; their identifiers parse as unknown.
 	VectorDocument document;
-	for (const char* identifier : {"canvas", "LINE", "Lin", "Lines", "", "Font", "Glyph", "float"})
-	{
-		SCOPED_TRACE(identifier);
-		EXPECT_EQ(document.CreateStructure(String(identifier)), nullptr);
-	}
+	for (const char* identifier : {"canvas", "LINE", "Lin", "Lines", "", "Font", "Glyph", "float"}) EXPECT_EQ(document.CreateStructure(String(identifier)), nullptr) << identifier;
 }
 
-TEST(ValidateTopLevelStructure, AcceptsOnlyDrawingStructures)
+TEST(ValidateSubstructure, FollowsTheTopLevelAndEachClassTable)
 {
-	// The whole text of ParseText's truncation test has each accepted one at the top.
+	// Every accepted child, and each accepted one at the top, appears in the whole
+	// text of ParseText's truncation test.
 	ExpectParseRows({
 		{"\nFill {}", 'IVST', 2},
 		{"Transform {float[4] {{1, 0, 0, 1}}}", 'IVST', 1},
 		{"float {1}", 'IVST', 1},
 		{"Name {string {\"a\"}}", 'IVST', 1},
 		{"Message {}", 'IVST', 1},
-	});
-}
-
-TEST(ValidateSubstructure, FollowsEachClassTable)
-{
-	// Every accepted child appears in the whole text of ParseText's truncation test.
-	ExpectParseRows({
 		{"Layer {\nInstance {}\n}", 'IVST', 2},
 		{"Object {\nOpacity {float {1}}\n}", 'IVST', 2},
 		{"Group {\nObject {}\n}", 'IVST', 2},
-		{"Group {\nref {$a}\n}", 'IVST', 2},
 		{"Instance {\nref[1] {{$a}}\n}", 'IVST', 2},
 		{"Canvas {\nLine {}\n}", 'IVST', 2},
 		{"Line {\nRadius {float {1}}\n}", 'IVST', 2},
@@ -110,26 +100,22 @@ TEST(Name, PointsAtItsFirstString)
 	VectorDocument document;
 	NameStructure name;
 	EXPECT_EQ(CodeString(name.ProcessData(&document)), "MSSB");
-
 	StringStructure* list = new StringStructure;
 	name.AppendSubnode(list);
 	EXPECT_EQ(CodeString(name.ProcessData(&document)), "IVDF");
-	EXPECT_EQ(name.text, nullptr);
-
-	list->data.Add(String("Sans"));
-	list->data.Add(String("Bold"));
+	for (const char* text : {"Sans", "Bold"}) list->data.Add(String(text));
 	ASSERT_EQ(CodeString(name.ProcessData(&document)), "0");
 	ASSERT_NE(name.text, nullptr);
 	EXPECT_STREQ(name.text->GetText(), "Sans");
-
+	// A second list fails and clears the text.
 	name.AppendSubnode(new StringStructure);
 	EXPECT_EQ(CodeString(name.ProcessData(&document)), "EXSB");
 	EXPECT_EQ(name.text, nullptr);
 
-	EXPECT_TRUE(name.ValidateSubstructure(&document, list));
 	StringStructure sized(1, false);
-	EXPECT_FALSE(name.ValidateSubstructure(&document, &sized));
 	FloatStructure number;
+	EXPECT_TRUE(name.ValidateSubstructure(&document, list));
+	EXPECT_FALSE(name.ValidateSubstructure(&document, &sized));
 	EXPECT_FALSE(name.ValidateSubstructure(&document, &number));
 }
 
@@ -154,26 +140,10 @@ TEST(ParseText, EveryTruncationParsesOrFailsCleanly)
 	ASSERT_EQ(CodeString(whole.ParseText(text.c_str())), "0") << whole.errorLine;
 
 	// Every prefix must either load or name a line inside the text.
-	int32_t lines = 1;
-	for (char c : text) lines += (c == '\n') ? 1 : 0;
+	int32_t lines = 1 + int32_t(std::count(text.begin(), text.end(), '\n'));
 	for (size_t length = 0; length < text.size(); length++)
 	{
-		std::string prefix = text.substr(0, length);
 		VectorDocument document;
-		if (document.ParseText(prefix.c_str()) != 0)
-		{
-			EXPECT_GE(document.errorLine, 1) << length;
-			EXPECT_LE(document.errorLine, lines) << length;
-		}
+		if (document.ParseText(text.substr(0, length).c_str()) != 0) { EXPECT_TRUE((document.errorLine >= 1) && (document.errorLine <= lines)) << length << ": " << document.errorLine; }
 	}
-}
-
-TEST(ParseText, DeepNestingResolvesWithoutRecursion)
-{
-	std::string text;
-	for (int32_t i = 0; i < 200; i++) text += "Group { Translation {float[2] {{1, 0}}} ";
-	text += "Line {float[2] {{0, 0}, {1, 0}}}" + std::string(200, '}');
-	VectorDocument document;
-	ASSERT_EQ(CodeString(document.ParseText(text.c_str())), "0");
-	EXPECT_EQ(FindShape(document)->curves[0].p0.x, 200.0f);
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <initializer_list>
@@ -21,23 +22,16 @@ inline Structure* FindStructure(const Document& document, uint32_t code, int32_t
 	const Structure* root = &document.rootStructure;
 	for (Structure* node = root->GetFirstSubnode(); node; node = ChildNode<Structure>::NextNode(root, node))
 	{
-		uint32_t value = family ? node->baseStructureType : node->structureType;
-		if ((value == code) && (index-- == 0)) return node;
+		if (((family ? node->baseStructureType : node->structureType) == code) && (index-- == 0)) return node;
 	}
 
 	return nullptr;
 }
 
 template <typename T>
-T* Find(const Document& document, uint32_t code, int32_t index = 0)
-{
-	return static_cast<T*>(FindStructure(document, code, index));
-}
+T* Find(const Document& document, uint32_t code, int32_t index = 0) { return static_cast<T*>(FindStructure(document, code, index)); }
 
-inline GeometryStructure* FindShape(const Document& document, int32_t index = 0)
-{
-	return static_cast<GeometryStructure*>(FindStructure(document, 'geom', index, true));
-}
+inline GeometryStructure* FindShape(const Document& document, int32_t index = 0) { return static_cast<GeometryStructure*>(FindStructure(document, 'geom', index, true)); }
 
 // A text, the code its parse gives and, for a failure, the line it names.
 struct ParseRow { std::string text; uint32_t result; int32_t line; };
@@ -49,10 +43,7 @@ inline void ExpectParseRows(std::initializer_list<ParseRow> rows)
 		SCOPED_TRACE(row.text);
 		VectorDocument document;
 		EXPECT_EQ(CodeString(document.ParseText(row.text.c_str())), CodeString(row.result));
-		if (row.result != 0)
-		{
-			EXPECT_EQ(document.errorLine, row.line);
-		}
+		if (row.result != 0) { EXPECT_EQ(document.errorLine, row.line); }
 	}
 }
 
@@ -62,14 +53,8 @@ struct ValueRow { std::string text; std::vector<float> values; };
 // A code as a number that a row of values can hold exactly: its position in `codes`, or -1.
 inline float CodePosition(std::initializer_list<uint32_t> codes, uint32_t code)
 {
-	float position = 0.0f;
-	for (uint32_t candidate : codes)
-	{
-		if (candidate == code) return position;
-		position += 1.0f;
-	}
-
-	return -1.0f;
+	const uint32_t* at = std::find(codes.begin(), codes.end(), code);
+	return (at == codes.end()) ? -1.0f : float(at - codes.begin());
 }
 
 // Parses each text and compares what `read` takes from the document with the
@@ -85,9 +70,6 @@ void ExpectValues(std::initializer_list<ValueRow> rows, Read read, float bound =
 		std::vector<float> values = read(document);
 		ASSERT_EQ(values.size(), row.values.size());
 		for (size_t i = 0; i < values.size(); i++)
-		{
-			float expected = row.values[i];
-			EXPECT_TRUE((values[i] == expected) || (std::fabs(values[i] - expected) <= bound)) << "value " << i << ": " << values[i] << " against " << expected;
-		}
+			EXPECT_TRUE((values[i] == row.values[i]) || (std::fabs(values[i] - row.values[i]) <= bound)) << "value " << i << ": " << values[i] << " against " << row.values[i];
 	}
 }

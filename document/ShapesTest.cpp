@@ -8,12 +8,7 @@
 
 // A text, its result code and its first shape's contours, each as curve count,
 // closed flag and implicit-close flag.
-struct ShapeRow
-{
-	const char* text;
-	uint32_t result;
-	std::vector<int32_t> contours;
-};
+struct ShapeRow { const char* text; uint32_t result; std::vector<int32_t> contours; };
 
 // Every curve lies in a contour, and consecutive curves of a contour join.
 static void RunShapeRows(std::initializer_list<ShapeRow> rows)
@@ -30,10 +25,7 @@ static void RunShapeRows(std::initializer_list<ShapeRow> rows)
 		{
 			contours.insert(contours.end(), {contour.curveCount, int32_t(contour.closedFlag), int32_t(contour.implicitCloseFlag)});
 			for (int32_t k = first; k + 1 < first + contour.curveCount; k++)
-			{
-				EXPECT_EQ(shape->curves[k].p2.x, shape->curves[k + 1].p0.x) << "curve " << k;
-				EXPECT_EQ(shape->curves[k].p2.y, shape->curves[k + 1].p0.y) << "curve " << k;
-			}
+				EXPECT_TRUE((shape->curves[k].p2.x == shape->curves[k + 1].p0.x) && (shape->curves[k].p2.y == shape->curves[k + 1].p0.y)) << "curve " << k;
 
 			first += contour.curveCount;
 		}
@@ -109,8 +101,7 @@ TEST(Shapes, RoundedCornersAndEllipsesComeFromTheCircleConstants)
 	const char* rounded = "Rect {Radius {float {2}} float[2] {{0, 0}, {10, 10}}}";
 	ExpectCurves(rounded, 16, 0, {{2, 0, 8, 0, 8, 0}, {8, 0, 8.5359f, 0, 9, 0.267948f}, {9, 0.267948f, 9.4641f, 0.5359f, 9.732052f, 1},
 		{9.732052f, 1, 10, 1.4641f, 10, 2}, {10, 2, 10, 8, 10, 8}, {10, 8, 10, 8.5359f, 9.732052f, 9}});
-	// Top side runs right to left, left side downwards; the last arc ends where the outline began.
-	ExpectCurves(rounded, 16, 8, {{8, 10, 2, 10, 2, 10}});
+	// The left side runs downwards; the last arc ends where the outline began.
 	ExpectCurves(rounded, 16, 12, {{0, 8, 0, 2, 0, 2}, {0, 2, 0, 1.4641f, 0.267948f, 1}, {0.267948f, 1, 0.5359f, 0.5359f, 1, 0.267948f}, {1, 0.267948f, 1.4641f, 0, 2, 0}});
 
 	// Clamped to rx = 5, ry = 2: the bottom and right sides have no length left.
@@ -127,7 +118,6 @@ TEST(Shapes, RoundedCornersAndEllipsesComeFromTheCircleConstants)
 	// 3 x 0.26795 = 0.80385, 2 x 0.73205 = 1.4641, 3 x 0.73205 = 2.19615, 3 x 0.866026 = 2.598078.
 	const char* ellipse = "Circle {Radius {float[2] {{2, 3}}} float[2] {{10, 20}}}";
 	ExpectCurves(ellipse, 12, 0, {{12, 20, 12, 20.80385f, 11.732052f, 21.5f}, {11.732052f, 21.5f, 11.4641f, 22.19615f, 11, 22.598078f}});
-	ExpectCurves(ellipse, 12, 6, {{8, 20, 8, 19.19615f, 8.267948f, 18.5f}});
 }
 
 TEST(Path, CommandsContoursAndFlags)
@@ -139,7 +129,6 @@ TEST(Path, CommandsContoursAndFlags)
 		{"Path {float[2]* {M {0, 0}, L {1, 0}, L {1, 1}}}", 0, {3, 0, 1}},
 		{"Path {float[2]* {M {0, 0}, L {1, 0}, L {0, 0}}}", 0, {2, 0, 0}},
 		{"Path {float[2]* {Z {0, 0}, L {1, 0}, L {1, 1}}}", 0, {3, 1, 0}},
-		{"Path {float[2]* {Z {0, 0}, L {1, 0}, L {0, 0}}}", 0, {2, 1, 0}},
 		// Repeated L: a sub-array without a letter keeps the one before.
 		{"Path {float[2]* {M {0, 0}, L {1, 0}, {1, 1}, {0, 1}}}", 0, {4, 0, 1}},
 		// No M: the subpath starts at the origin.
@@ -149,14 +138,12 @@ TEST(Path, CommandsContoursAndFlags)
 		{"Path {float[2]* {M {0, 0}, V {0, 0}}}", 0, {2, 0, 0}},
 		// Two subpaths, and children that are not point lists are passed over.
 		{"Path {float[2]* {M {0, 0}, L {1, 0}, L {1, 1}} Opacity {float {1}} Fill {} float[2]* {Z {5, 5}, L {6, 5}, L {5, 5}}}", 0, {3, 0, 1, 2, 1, 0}},
-		{"Path {float[2]* {M {0, 0}, C {1, 0}, {2, 0}, {3, 0}}}", 0, {2, 0, 1}},
 		// Misplaced or cut-off entries fail; a failing subpath leaves those before it.
 		{"Path {float[2]* {M {0, 0}, M {1, 1}}}", 'IVDF', {}},
 		{"Path {float[2]* {L {0, 0}, Z {1, 1}}}", 'IVDF', {}},
 		{"Path {float[2]* {M {0, 0}, {1, 1}}}", 'IVDF', {}},
 		{"Path {float[2]* {M {0, 0}, Q {1, 1}}}", 'IVDF', {}},
 		{"Path {float[2]* {M {0, 0}, C {1, 1}, {2, 2}}}", 'IVDF', {}},
-		{"Path {float[2]* {M {0, 0}, S {1, 1}}}", 'IVDF', {}},
 		{"Path {float[2]* {M {0, 0}, L {1, 0}, L {1, 1}} float[2]* {M {0, 0}, L {2, 2}, M {1, 1}}}", 'IVDF', {3, 0, 1}},
 	});
 }
@@ -178,46 +165,43 @@ TEST(Path, CurveCommandsPlaceTheirPoints)
 
 TEST(Path, CubicsBecomeQuadraticsInCommandOrder)
 {
+	// Neither cubic is a raised quadratic, so each needs more than one piece; every
+	// piece joins the next exactly, the last cubic's on (5, 3) and the closing side on the start.
 	VectorDocument document;
 	ASSERT_EQ(CodeString(document.ParseText("Path {float[2]* {M {0, 0}, L {1, 0}, C {1, 1}, {2, 1}, {2, 0}, L {3, 0}, C {4, 0}, {4, 2}, {5, 3}}}")), "0");
 	const GeometryStructure* path = FindShape(document);
-	int32_t count = path->curves.GetCount();
-	ASSERT_GE(count, 5);
-
-	// The straight L segments keep their places between the converted cubics,
-	// and the last cubic ends at its end point exactly before the outline closes.
-	int32_t lineAfterCubic = -1;
-	for (int32_t i = 1; i < count; i++)
+	int32_t count = path->curves.GetCount(), lineAfterCubic = -1;
+	ASSERT_GE(count, 7);
+	for (int32_t i = 0; i < count; i++)
 	{
-		if ((path->curves[i].p0.x == 2.0f) && (path->curves[i].p0.y == 0.0f) && (path->curves[i].p2.x == 3.0f)) lineAfterCubic = i;
+		const QuadraticCurve& c = path->curves[i], & next = path->curves[(i + 1) % count];
+		EXPECT_TRUE((c.p2.x == next.p0.x) && (c.p2.y == next.p0.y)) << "curve " << i;
+		if ((c.p0.x == 2.0f) && (c.p0.y == 0.0f) && (c.p2.x == 3.0f)) lineAfterCubic = i;
 	}
 
+	// The straight L segments keep their places between the converted cubics.
 	EXPECT_EQ(path->curves[0].p2.x, 1.0f);
-	EXPECT_GT(lineAfterCubic, 1);
-	EXPECT_LT(lineAfterCubic, count - 2);
-	EXPECT_EQ(path->curves[count - 2].p2.x, 5.0f);
-	EXPECT_EQ(path->curves[count - 2].p2.y, 3.0f);
-	EXPECT_EQ(path->curves[count - 1].p2.x, 0.0f);
+	EXPECT_GT(lineAfterCubic, 2);
+	EXPECT_LT(lineAfterCubic, count - 3);
+	EXPECT_EQ(path->curves[count - 1].p0.x, 5.0f);
+	EXPECT_EQ(path->curves[count - 1].p0.y, 3.0f);
 }
 
 TEST(Path, ListsWithoutStatesFailWithoutReadingPastThem)
 {
-	// A list built in code may carry fewer states than points.
+	// A list built in code may carry fewer states than points, or an unknown command value.
 	VectorDocument document;
 	PathStructure* path = new PathStructure;
 	FloatStructure* list = new FloatStructure(2, true);
 	for (float value : {0.0f, 0.0f, 1.0f, 0.0f, 1.0f, 1.0f}) list->data.Add(value);
-	list->states.Add(kPathMove);
 	path->AppendSubnode(list);
 	document.rootStructure.AppendSubnode(path);
-	EXPECT_EQ(CodeString(path->ProcessData(&document)), "IVDF");
-	EXPECT_EQ(path->curves.GetCount(), 0);
-
-	// An unknown command value fails the same way.
-	list->states.Add(kPathLine);
-	list->states.Add(42);
-	EXPECT_EQ(CodeString(path->ProcessData(&document)), "IVDF");
-	list->states[2] = kPathLine;
-	EXPECT_EQ(CodeString(path->ProcessData(&document)), "0");
-	EXPECT_EQ(path->curves.GetCount(), 3);
+	const struct { std::vector<uint32_t> states; const char* result; int32_t curves; } rows[] = {{{kPathMove}, "IVDF", 0}, {{kPathMove, kPathLine, 42}, "IVDF", 0}, {{kPathMove, kPathLine, kPathLine}, "0", 3}};
+	for (const auto& row : rows)
+	{
+		list->states.Clear();
+		for (uint32_t state : row.states) list->states.Add(state);
+		EXPECT_EQ(CodeString(path->ProcessData(&document)), row.result);
+		EXPECT_EQ(path->curves.GetCount(), row.curves);
+	}
 }
