@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
 #include <string>
 
 #include "album/AlbumTestSupport.h"
@@ -33,7 +31,6 @@ TEST(WriteAlbum, IconAlbumBytes)
 		const uint32_t words[22] = {compress ? uint32_t('test') : 'vorp', compress ? 7u : 1856u, compress ? 0x01020304u : 0x626C61u,
 			1, 0, 0, 0, 0, 'HLF4', 0, 1, 0, 0, 320, '16U2', 3, 1, compress ? uint32_t('COMP') : 0u, compress ? 8u : 0u, 320, 1, 112};
 		for (size_t i = 0; i < 22; i++) EXPECT_EQ(U32At(file, i * 4), words[i]) << "word " << i;
-		EXPECT_EQ(std::string(file.begin(), file.begin() + 4), compress ? "tset" : "prov");
 		// The junk in the directory's reserved tail reaches the file as zeros.
 		EXPECT_TRUE(AllZero(file, 88, 320));
 		EXPECT_TRUE(Bytes(file.begin() + 320, file.end()) == bandBytes);
@@ -95,10 +92,8 @@ TEST(ComputeAlbumLayout, Offsets)
 		AlbumDirectory directory;
 		std::memset(&directory, 0x5A, sizeof(directory));
 		uint32_t curveDataOffset = 1;
-		ASSERT_EQ(CodeString(ComputeAlbumLayout(row.entries, row.pictures, row.components, row.strokes, row.vertices,
-			row.triangles, &directory, &curveDataOffset)), "0");
-		const AlbumDirectory expected = {uint32_t(row.entries), 112, uint32_t(row.pictures), row.pictureOffset, row.vertexOffset,
-			row.triangleOffset, 0, {}};
+		ASSERT_EQ(CodeString(ComputeAlbumLayout(row.entries, row.pictures, row.components, row.strokes, row.vertices, row.triangles, &directory, &curveDataOffset)), "0");
+		const AlbumDirectory expected = {uint32_t(row.entries), 112, uint32_t(row.pictures), row.pictureOffset, row.vertexOffset, row.triangleOffset, 0, {}};
 		EXPECT_EQ(std::memcmp(&directory, &expected, sizeof(expected)), 0);
 		EXPECT_EQ(curveDataOffset, row.curveDataOffset);
 	}
@@ -127,11 +122,8 @@ TEST(WriteAlbum, PictureAlbumPadsAndMissingTables)
 		ASSERT_EQ(file.size(), 960u);
 		const uint32_t directory[6] = {2, 112, 2, 304, 560, 720};
 		EXPECT_EQ(std::memcmp(&file[80], directory, sizeof(directory)), 0);
-		EXPECT_EQ(U32At(file, 52), 832u);
-		EXPECT_EQ(U32At(file, 76), 912u);
-		EXPECT_TRUE(AllZero(file, 140, 192));
-		EXPECT_TRUE(AllZero(file, 624, 640));
-		EXPECT_TRUE(AllZero(file, 812, 832));
+		EXPECT_EQ(std::vector<uint32_t>({U32At(file, 52), U32At(file, 76)}), std::vector<uint32_t>({832, 912}));
+		EXPECT_TRUE(AllZero(file, 140, 192) && AllZero(file, 624, 640) && AllZero(file, 812, 832));
 		EXPECT_EQ(AllZero(file, 192, 832), !tables);
 		EXPECT_EQ(std::memcmp(&file[832], album.curve.buffer.data(), 80), 0);
 	}
@@ -140,11 +132,7 @@ TEST(WriteAlbum, PictureAlbumPadsAndMissingTables)
 TEST(WriteAlbum, OnlyTheHeaderWriteDecides)
 {
 	struct Row { const char* text; int failCall, failFrom; const char* result; };
-	const Row rows[] = {
-		{"header fails", 0, -1, "WRIT"},
-		{"every write after the header fails", -1, 1, "0"},
-		{"every write fails", -1, 0, "WRIT"},
-	};
+	const Row rows[] = {{"header fails", 0, -1, "WRIT"}, {"every write after the header fails", -1, 1, "0"}, {"every write fails", -1, 0, "WRIT"}};
 	ByteSink reference;
 	ASSERT_EQ(PictureAlbum().Write(&reference, false), 0u);
 	for (const Row& row : rows)

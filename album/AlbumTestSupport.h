@@ -1,4 +1,4 @@
-// AlbumTestSupport: a byte sink, stale images and two small albums for the album file tests.
+// AlbumTestSupport: curves, bit patterns, a byte sink, stale images and two small albums for the album tests.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,25 +8,35 @@
 #include <vector>
 
 #include "album/AlbumFile.h"
+#include "stroke/QuadraticCurve.h"
 
 typedef std::vector<uint8_t> Bytes;
 
-inline uint32_t U32At(const Bytes& bytes, size_t at)
+inline QuadraticCurve Curve(float x0, float y0, float x1, float y1, float x2, float y2) { return QuadraticCurve{{x0, y0}, {x1, y1}, {x2, y2}}; }
+inline QuadraticCurve Line(float x0, float y0, float x1, float y1) { return Curve(x0, y0, x1, y1, x1, y1); }
+
+// A closed run of lines, line i from corner i to corner i + 1.
+inline std::vector<QuadraticCurve> Polygon(const std::vector<Point2D>& corners)
 {
-	uint32_t value = 0;
-	for (size_t i = 0; i < 4; i++) value |= uint32_t(bytes.at(at + i)) << (8 * i);
+	std::vector<QuadraticCurve> curves;
+	for (size_t i = 0, n = corners.size(); i < n; i++) curves.push_back(Line(corners[i].x, corners[i].y, corners[(i + 1) % n].x, corners[(i + 1) % n].y));
+	return curves;
+}
+
+// One coordinate of a curve at parameter t, from its three point coordinates.
+inline double BezierAt(float a, float b, float c, double t) { return (1 - t) * (1 - t) * double(a) + 2 * (1 - t) * t * double(b) + t * t * double(c); }
+
+inline float FloatBits(uint32_t bits)
+{
+	float value;
+	std::memcpy(&value, &bits, 4);
 	return value;
 }
 
-inline void PutU32(Bytes* bytes, size_t at, uint32_t value)
-{
-	for (size_t i = 0; i < 4; i++) bytes->at(at + i) = uint8_t(value >> (8 * i));
-}
-
-inline bool AllZero(const Bytes& bytes, size_t from, size_t to)
-{
-	return std::all_of(bytes.begin() + long(from), bytes.begin() + long(to), [](uint8_t byte) { return byte == 0; });
-}
+// Little-endian words of a file, bounds-checked.
+inline uint32_t U32At(const Bytes& bytes, size_t at) { return uint32_t(bytes.at(at)) | uint32_t(bytes.at(at + 1)) << 8 | uint32_t(bytes.at(at + 2)) << 16 | uint32_t(bytes.at(at + 3)) << 24; }
+inline void PutU32(Bytes* bytes, size_t at, uint32_t value) { for (size_t i = 0; i < 4; i++) bytes->at(at + i) = uint8_t(value >> (8 * i)); }
+inline bool AllZero(const Bytes& bytes, size_t from, size_t to) { return std::count(bytes.begin() + long(from), bytes.begin() + long(to), 0) == long(to - from); }
 
 // Keeps every byte offered; call `failCall` (0 = the first), or every call from
 // `failFrom` on, reports failure.
@@ -34,8 +44,7 @@ struct ByteSink
 {
 	Bytes bytes;
 	std::vector<uint32_t> calls;
-	int failCall = -1;
-	int failFrom = -1;
+	int failCall = -1, failFrom = -1;
 
 	static bool Write(const void* data, uint32_t size, void* handle)
 	{
@@ -58,22 +67,31 @@ struct StaleImage
 		: buffer(size_t(width * height * texelBytes), stale), cursor{buffer.data(), 0, width, height, column, row} {}
 };
 
-// Writes an album of `entryCount` cleared entries and no pictures, with junk in
-// the directory's reserved tail.
+// Lays out and writes an album of the given tables, with junk in the
+// directory's reserved tail; the sink's position must end at its size.
+inline uint32_t WriteTables(ByteSink* sink, int32_t entryCount, const EntryRecord* entries, int32_t pictureCount, const PictureRecord* pictures,
+	int32_t componentCount, const ComponentRecord* components, int32_t strokeCount, const StrokeRecord* strokes, int32_t vertexCount,
+	const PackedStrokeVertex* vertices, int32_t triangleCount, const StrokeTriangle* triangles, StaleImage* curve, StaleImage* band,
+	bool compress, const AlbumIdentity* identity, bool floatCurves = false)
+{
+	AlbumDirectory directory;
+	uint32_t curveDataOffset;
+	EXPECT_EQ(ComputeAlbumLayout(entryCount, pictureCount, componentCount, strokeCount, vertexCount, triangleCount, &directory, &curveDataOffset), 0u);
+	directory.reserved24 = 0xDEADBEEF;
+	std::memset(directory.reserved28, 0xEE, sizeof(directory.reserved28));
+	AlbumSink output = {ByteSink::Write, sink, 0};
+	uint32_t result = WriteAlbum(&output, identity, &directory, entryCount, entries, strokeCount, strokes, vertexCount, vertices, triangleCount,
+		triangles, pictureCount, pictures, componentCount, components, curveDataOffset, &curve->cursor, &band->cursor, floatCurves, compress);
+	EXPECT_EQ(output.position, sink->bytes.size());
+	return result;
+}
+
+// An album of `entryCount` cleared entries and no pictures.
 inline uint32_t WriteIcons(ByteSink* sink, int32_t entryCount, StaleImage* curve, StaleImage* band, bool compress,
 	const AlbumIdentity* identity = nullptr, bool floatCurves = false)
 {
 	std::vector<EntryRecord> entries(size_t(entryCount), EntryRecord{});
-	AlbumDirectory directory;
-	uint32_t curveDataOffset;
-	EXPECT_EQ(ComputeAlbumLayout(entryCount, 0, 0, 0, 0, 0, &directory, &curveDataOffset), 0u);
-	directory.reserved24 = 0xDEADBEEF;
-	std::memset(directory.reserved28, 0xEE, sizeof(directory.reserved28));
-	AlbumSink output = {ByteSink::Write, sink, 0};
-	uint32_t result = WriteAlbum(&output, identity, &directory, entryCount, entries.data(), 0, nullptr, 0, nullptr, 0, nullptr,
-		0, nullptr, 0, nullptr, curveDataOffset, &curve->cursor, &band->cursor, floatCurves, compress);
-	EXPECT_EQ(output.position, sink->bytes.size());
-	return result;
+	return WriteTables(sink, entryCount, entries.data(), 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, curve, band, compress, identity, floatCurves);
 }
 
 // Two pictures: the first one fill, the second a stroke and then a fill. Raw
@@ -103,14 +121,7 @@ struct PictureAlbum
 	// `tables` false passes every table as null, to be written as zeros.
 	uint32_t Write(ByteSink* sink, bool compress, const AlbumIdentity* identity = nullptr, bool tables = true)
 	{
-		AlbumDirectory directory;
-		uint32_t curveDataOffset;
-		EXPECT_EQ(ComputeAlbumLayout(2, 2, 3, 1, 4, 2, &directory, &curveDataOffset), 0u);
-		AlbumSink output = {ByteSink::Write, sink, 0};
-		uint32_t result = WriteAlbum(&output, identity, &directory, 2, tables ? entries : nullptr, 1, tables ? strokes : nullptr,
-			4, tables ? vertices : nullptr, 2, tables ? triangles : nullptr, 2, tables ? pictures : nullptr,
-			3, tables ? components : nullptr, curveDataOffset, &curve.cursor, &band.cursor, false, compress);
-		EXPECT_EQ(output.position, sink->bytes.size());
-		return result;
+		return WriteTables(sink, 2, tables ? entries : nullptr, 2, tables ? pictures : nullptr, 3, tables ? components : nullptr, 1, tables ? strokes : nullptr,
+			4, tables ? vertices : nullptr, 2, tables ? triangles : nullptr, &curve, &band, compress, identity);
 	}
 };

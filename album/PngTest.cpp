@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -25,73 +24,55 @@ static uint32_t Big(const uint8_t* p) { return (uint32_t(p[0]) << 24) | (uint32_
 // chunk at 33 whose data starts at 41, the end chunk in the last 12 bytes.
 TEST(WritePng, StoredBlocksHoldTheRows)
 {
-	// Raw rows are 4 w + 1 bytes; a stored block holds 65535.
+	// Raw rows are 4 w + 1 bytes; a stored block holds 65535. One pixel;
+	// exactly 65535 raw bytes; exactly two full blocks; 65540 bytes, a second
+	// block of 5; blocks that end inside rows; rows longer than a block.
 	struct Row { int32_t width, height; int blocks; };
-	const Row rows[] = {
-		{1, 1, 1},
-		{5461, 3, 1},  // exactly 65535 raw bytes
-		{5461, 6, 2},  // exactly two full blocks
-		{1, 13108, 2}, // 65540 bytes: a second block of 5
-		{100, 200, 2}, // blocks end inside rows
-		{16384, 5, 6}, // rows longer than a block
-	};
-	const uint8_t kStart[16] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A, 0, 0, 0, 13, 'I', 'H', 'D', 'R'};
-	// Bit depth 8, RGBA, deflate, filter 0, no interlace.
-	const uint8_t kFormat[5] = {8, 6, 0, 0, 0};
-	// The end chunk has no data, so its CRC is that of "IEND" alone.
-	const uint8_t kEnd[12] = {0, 0, 0, 0, 'I', 'E', 'N', 'D', 0xAE, 0x42, 0x60, 0x82};
+	const Row rows[] = {{1, 1, 1}, {5461, 3, 1}, {5461, 6, 2}, {1, 13108, 2}, {100, 200, 2}, {16384, 5, 6}};
+	// Bit depth 8, RGBA, deflate, filter 0, no interlace after the size. The
+	// end chunk has no data, so its CRC is that of "IEND" alone.
+	const Bytes kStart = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A, 0, 0, 0, 13, 'I', 'H', 'D', 'R'}, kFormat = {8, 6, 0, 0, 0};
+	const Bytes kEnd = {0, 0, 0, 0, 'I', 'E', 'N', 'D', 0xAE, 0x42, 0x60, 0x82};
 	for (const Row& row : rows)
 	{
 		SCOPED_TRACE(std::to_string(row.width) + " x " + std::to_string(row.height));
-		Bytes pixels(size_t(row.width * row.height * 4));
-		for (size_t i = 0; i < pixels.size(); i++) pixels[i] = uint8_t((i * 7 + i / 251) & 255);
+		// The rows as they must be stored, each led by filter byte 0.
+		Bytes pixels, expected;
+		for (size_t i = 0; i < size_t(row.width * row.height * 4); i++)
+		{
+			if (i % size_t(row.width * 4) == 0) expected.push_back(0);
+			pixels.push_back(uint8_t((i * 7 + i / 251) & 255));
+			expected.push_back(pixels.back());
+		}
 		Array<uint8_t, 0> array;
 		ASSERT_EQ(CodeString(WritePng(pixels.data(), row.width, row.height, &array)), "0");
 		Bytes file(array.begin(), array.end());
 		ASSERT_GE(file.size(), 57u);
 		uint32_t dataSize = Big(&file[33]);
 		ASSERT_EQ(file.size(), 57u + dataSize);
-		EXPECT_EQ(std::memcmp(file.data(), kStart, 16), 0);
-		EXPECT_EQ(Big(&file[16]), uint32_t(row.width));
-		EXPECT_EQ(Big(&file[20]), uint32_t(row.height));
-		EXPECT_EQ(std::memcmp(&file[24], kFormat, 5), 0);
+		EXPECT_EQ(Bytes(&file[0], &file[16]), kStart);
+		EXPECT_EQ(std::vector<uint32_t>({Big(&file[16]), Big(&file[20])}), std::vector<uint32_t>({uint32_t(row.width), uint32_t(row.height)}));
+		EXPECT_EQ(Bytes(&file[24], &file[29]), kFormat);
 		EXPECT_EQ(SlowCrc(&file[12], 17), Big(&file[29]));
 		EXPECT_EQ(std::string(&file[37], &file[41]), "IDAT");
 		EXPECT_EQ(SlowCrc(&file[37], dataSize + 4), Big(&file[41 + dataSize]));
-		EXPECT_EQ(std::memcmp(&file[file.size() - 12], kEnd, 12), 0);
-		// A zlib header for a 32 KiB window, stored blocks of the raw rows,
-		// each led by filter byte 0, and their Adler sum.
-		EXPECT_EQ(Big(&file[41]) >> 16, 0x7801u);
-		Bytes raw;
-		size_t at = 43;
+		EXPECT_EQ(Bytes(file.end() - 12, file.end()), kEnd);
+		// A zlib header for a 32 KiB window, stored blocks of at most 65535 raw
+		// bytes, the last one marked, and the Adler sum of the raw bytes.
+		Bytes stream = {0x78, 0x01};
 		int blocks = 0;
-		for (bool last = false; !last; blocks++)
+		for (size_t at = 0; at < expected.size(); at += 65535, blocks++)
 		{
-			ASSERT_LE(at + 5, 37u + dataSize);
-			uint32_t length = uint32_t(file[at + 1] | (file[at + 2] << 8));
-			ASSERT_EQ(length ^ 0xFFFF, uint32_t(file[at + 3] | (file[at + 4] << 8)));
-			ASSERT_EQ(file[at] & 0xFE, 0);
-			last = file[at] == 1;
-			raw.insert(raw.end(), file.begin() + long(at + 5), file.begin() + long(std::min<size_t>(at + 5 + length, file.size())));
-			at += 5 + length;
+			uint16_t length = uint16_t(std::min<size_t>(65535, expected.size() - at));
+			stream.insert(stream.end(), {uint8_t(at + length == expected.size()), uint8_t(length), uint8_t(length >> 8), uint8_t(~length), uint8_t(~length >> 8)});
+			stream.insert(stream.end(), expected.begin() + long(at), expected.begin() + long(at + length));
 		}
+		uint32_t a = 1, b = 0;
+		for (uint8_t byte : expected) a = (a + byte) % 65521, b = (b + a) % 65521;
+		for (int shift = 24; shift >= 0; shift -= 8) stream.push_back(uint8_t(((b << 16) | a) >> shift));
 		EXPECT_EQ(blocks, row.blocks);
-		ASSERT_EQ(at, 37u + dataSize);
-		uint32_t a = 1;
-		uint32_t b = 0;
-		for (uint8_t byte : raw)
-		{
-			a = (a + byte) % 65521;
-			b = (b + a) % 65521;
-		}
-		EXPECT_EQ(Big(&file[at]), (b << 16) | a);
-		Bytes expected;
-		for (size_t y = 0; y < size_t(row.height); y++)
-		{
-			expected.push_back(0);
-			expected.insert(expected.end(), pixels.begin() + long(y * size_t(row.width) * 4), pixels.begin() + long((y + 1) * size_t(row.width) * 4));
-		}
-		EXPECT_TRUE(raw == expected);
+		ASSERT_EQ(dataSize, stream.size());
+		EXPECT_TRUE(Bytes(file.begin() + 41, file.begin() + 41 + long(dataSize)) == stream);
 	}
 }
 

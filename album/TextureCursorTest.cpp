@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <random>
 #include <vector>
 
 #include "album/Bands.h"
-#include "album/CurveTestSupport.h"
+#include "album/AlbumTestSupport.h"
 
 static const float kMark = FloatBits(0xABABABAB);
 static const std::vector<float> kUntouched(4, kMark);
@@ -18,16 +17,9 @@ struct FloatImage
 	std::vector<float> texels;
 	TextureCursor cursor;
 
-	FloatImage(int32_t width, int32_t height, int32_t column, int32_t row) : texels(size_t(width * height) * 4, kMark)
-	{
-		cursor = {texels.data(), 'FLT4', width, height, column, row};
-	}
+	FloatImage(int32_t width, int32_t height, int32_t column, int32_t row) : texels(size_t(width * height) * 4, kMark), cursor{texels.data(), 'FLT4', width, height, column, row} {}
 
-	std::vector<float> Texel(int32_t column, int32_t row) const
-	{
-		const float* t = &texels[size_t(row * cursor.width + column) * 4];
-		return {t[0], t[1], t[2], t[3]};
-	}
+	std::vector<float> Texel(int32_t column, int32_t row) const { return std::vector<float>(&texels[size_t(row * cursor.width + column) * 4], &texels[size_t(row * cursor.width + column) * 4] + 4); }
 };
 
 TEST(FloatToHalf, HandWorkedPatterns)
@@ -56,21 +48,6 @@ TEST(FloatToHalf, HandWorkedPatterns)
 		FloatToHalf(&half, FloatBits(row.floatBits));
 		EXPECT_EQ(half, row.expected);
 	}
-}
-
-TEST(BreakRow, ClearsTheRestOfTheRowAndStopsAtTheLastRow)
-{
-	std::vector<uint32_t> image(4 * 2, 0xFFFFFFFF);
-	TextureCursor cursor = {image.data(), '16U2', 4, 2, 1, 0};
-	EXPECT_TRUE(BreakRow(&cursor, kBandTexelBytes));
-	EXPECT_EQ(cursor.row, 1);
-	EXPECT_EQ(cursor.column, 0);
-	EXPECT_EQ(image, (std::vector<uint32_t>{0xFFFFFFFF, 0, 0, 0, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}));
-
-	cursor.column = 4;
-	EXPECT_FALSE(BreakRow(&cursor, kBandTexelBytes));
-	EXPECT_EQ(cursor.row, 2);
-	EXPECT_EQ(image[7], 0xFFFFFFFFu);
 }
 
 TEST(WriteCurves, PlacementSharingAndRowEnds)
@@ -104,17 +81,6 @@ TEST(WriteCurves, PlacementSharingAndRowEnds)
 	}
 }
 
-TEST(WriteCurves, HalfTexelsHoldHalfPatterns)
-{
-	std::vector<uint16_t> image(8 * 4, 0x5555);
-	TextureCursor cursor = {image.data(), 'HLF4', 8, 1, 0, 0};
-	const QuadraticCurve curve = Curve(1.0f, -1.0f, 0.5f, 65520.0f, 2049.0f, 1.5f);
-	ASSERT_TRUE(WriteCurves(1, &curve, &cursor, nullptr));
-	const std::vector<uint16_t> expected = {0x3C00, 0xBC00, 0x3800, 0x7C00, 0x6801, 0x3E00, 0x0000, 0x0000, 0x5555};
-	EXPECT_EQ(std::vector<uint16_t>(image.begin(), image.begin() + 9), expected);
-	EXPECT_EQ(cursor.column, 2);
-}
-
 TEST(WriteCurves, FailsWhenFullOrOutsideTheImage)
 {
 	struct Row { const char* text; int32_t width, height, column, row, count; bool fits; };
@@ -136,53 +102,6 @@ TEST(WriteCurves, FailsWhenFullOrOutsideTheImage)
 		for (int32_t i = 0; i < row.count; i++) curves.push_back(Line(float(i), 0.0f, float(i), 1.0f));
 		FloatImage image(row.width, row.height, row.column, row.row);
 		EXPECT_EQ(WriteCurves(row.count, curves.data(), &image.cursor, nullptr), row.fits);
-	}
-}
-
-// Random shapes of chained and loose curves: the counting pass must end where
-// the writing pass ends, fail where it fails, and give the same locations.
-TEST(WriteCurves, CountingAgreesWithWriting)
-{
-	std::mt19937 random(12345);
-	std::uniform_int_distribution<int32_t> coordinate(-4, 4);
-	std::uniform_int_distribution<int32_t> shapeSize(0, 40);
-	auto next = [&]() { return float(coordinate(random)); };
-	BandWorkspace writingSpace;
-	BandWorkspace countingSpace;
-	for (int32_t trial = 0; trial < 30; trial++)
-	{
-		SCOPED_TRACE(trial);
-		const uint32_t format = (trial % 2 == 0) ? 'FLT4' : 'HLF4';
-		const int32_t width = 5 + trial % 7;
-		std::vector<float> data(size_t(width) * 12 * 4, 0.0f);
-		TextureCursor writing = {data.data(), format, width, 12, 0, 0};
-		TextureCursor counting = {nullptr, format, width, 12, 0, 0};
-		for (int32_t shape = 0; shape < 6; shape++)
-		{
-			// One curve in three starts away from the last one's end.
-			std::vector<QuadraticCurve> curves;
-			int32_t count = shapeSize(random);
-			Point2D end = {next(), next()};
-			for (int32_t i = 0; i < count; i++)
-			{
-				if (random() % 3 == 0) end = {next(), next()};
-				curves.push_back({end, {next(), next()}, {next(), next()}});
-				end = curves.back().p2;
-			}
-			TextureCursor writeCopy = writing;
-			TextureCursor countCopy = counting;
-			bool written = WriteCurves(count, curves.data(), &writeCopy, &writingSpace);
-			ASSERT_EQ(written, WriteCurves(count, curves.data(), &countCopy, &countingSpace));
-			if (!written) break;
-			ASSERT_EQ(std::vector<int32_t>({writeCopy.column, writeCopy.row}), std::vector<int32_t>({countCopy.column, countCopy.row}));
-			for (int32_t i = 0; i < count; i++)
-			{
-				ASSERT_EQ(writingSpace.curveLocation[i].column, countingSpace.curveLocation[i].column) << "curve " << i;
-				ASSERT_EQ(writingSpace.curveLocation[i].row, countingSpace.curveLocation[i].row) << "curve " << i;
-			}
-			writing = writeCopy;
-			counting = countCopy;
-		}
 	}
 }
 
