@@ -542,11 +542,12 @@ TEST(Tool, RenderedExampleIsAPicture)
 }
 
 // The option reader on its own, to see the values it stores.
-// Reads `arguments` as the command line behind the program name.
-bool ReadArguments(std::vector<std::string> arguments, VectorDocument* document, ToolOptions* options)
+// Reads `arguments` as the command line behind the program name. The names
+// that `options` keeps point into `arguments`, so the caller holds them.
+bool ReadArguments(std::vector<std::string>* arguments, VectorDocument* document, ToolOptions* options)
 {
 	std::vector<char*> argv = {const_cast<char*>("vorp")};
-	for (std::string& argument : arguments) argv.push_back(argument.data());
+	for (std::string& argument : *arguments) argv.push_back(argument.data());
 	argv.push_back(nullptr);
 	return ReadOptions(int32_t(argv.size() - 1), argv.data(), document, options);
 }
@@ -590,7 +591,8 @@ TEST(ReadOptions, NumericValues)
 		SCOPED_TRACE(row.text);
 		VectorDocument document;
 		ToolOptions options;
-		ASSERT_TRUE(ReadArguments(row.arguments, &document, &options));
+		std::vector<std::string> arguments = row.arguments;
+		ASSERT_TRUE(ReadArguments(&arguments, &document, &options));
 		EXPECT_EQ(document.maxBandCount, row.maxBandCount);
 		EXPECT_EQ(document.polyVertexCount, row.polyVertexCount);
 		EXPECT_EQ(document.polyEdgeFactor, row.polyEdgeFactor);
@@ -601,8 +603,8 @@ TEST(ReadOptions, FlagsNamesAndOrder)
 {
 	VectorDocument document;
 	ToolOptions options;
-	ASSERT_TRUE(ReadArguments({"a.svg", "-o", "-g", "b.tess", "-no-compress", "-float", "-pict", "-font", "-g", "x.tess", "c.svg"},
-			&document, &options));
+	std::vector<std::string> arguments = {"a.svg", "-o", "-g", "b.tess", "-no-compress", "-float", "-pict", "-font", "-g", "x.tess", "c.svg"};
+	ASSERT_TRUE(ReadArguments(&arguments, &document, &options));
 	// -o takes the next argument whatever it looks like.
 	EXPECT_STREQ(options.albumName, "-g");
 	EXPECT_STREQ(options.exchangeName, "x.tess");
