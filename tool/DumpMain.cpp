@@ -7,12 +7,10 @@
 #include <cstring>
 
 #include "album/AlbumReader.h"
+#include "album/Renderer.h"
 #include "support/Code.h"
-#include "tool/File.h"
+#include "tool/AlbumLoad.h"
 
-// Larger than any album the compiler can write; refusing early keeps the read
-// within a 32-bit size.
-constexpr uint64_t kMaxAlbumFileSize = 0x40000000;
 
 static int Fail(const char* text)
 {
@@ -26,17 +24,6 @@ static int FailCode(const char* text, uint32_t code)
 	CodeText(code, name);
 	std::printf("Error: %s (%s).\n", text, name);
 	return 1;
-}
-
-static double HalfToDouble(uint16_t bits)
-{
-	int32_t exponent = (bits >> 10) & 31;
-	int32_t mantissa = bits & 1023;
-	double value;
-	if (exponent == 0) value = std::ldexp(double(mantissa), -24);
-	else if (exponent == 31) value = (mantissa == 0) ? HUGE_VAL : std::nan("");
-	else value = std::ldexp(double(mantissa + 1024), exponent - 25);
-	return (bits & 0x8000) ? -value : value;
 }
 
 static const char* CodeName(uint32_t code, char name[5])
@@ -85,7 +72,7 @@ static void PrintEntry(int32_t index, const EntryRecord& entry)
 	if (vertices > 6) vertices = 6;
 	for (uint32_t i = 0; i < vertices; i++)
 	{
-		std::printf(" (%.9g, %.9g)", HalfToDouble(entry.polygon[i * 2]), HalfToDouble(entry.polygon[i * 2 + 1]));
+		std::printf(" (%.9g, %.9g)", double(HalfToFloat(entry.polygon[i * 2])), double(HalfToFloat(entry.polygon[i * 2 + 1])));
 	}
 	std::printf("\n");
 }
@@ -206,24 +193,8 @@ static uint32_t GatherBandSets(const AlbumContents& album, const EntryRecord& en
 
 static int Dump(const char* path, bool showBands, uint32_t bandEntry)
 {
-	File file;
-	if (file.Open(path, kFileModeRead) != 0) return Fail("Cannot open album file.");
-	uint64_t size = file.GetSize();
-	if (size > kMaxAlbumFileSize) return Fail("Album file too large.");
-	uint8_t* data = static_cast<uint8_t*>(std::malloc((size != 0) ? size_t(size) : 1));
-	if (!data) return Fail("Album file too large.");
-	uint32_t readResult = (size != 0) ? file.Read(data, uint32_t(size)) : 0;
-	file.Close();
-	if (readResult != 0)
-	{
-		std::free(data);
-		return Fail("Cannot read album file.");
-	}
-
 	AlbumContents album;
-	uint32_t result = ReadAlbum(data, size, nullptr, &album);
-	std::free(data);
-	if (result != 0) return FailCode("Invalid album", result);
+	if (!LoadAlbumFile(path, &album)) return 1;
 
 	// Everything is checked before anything is printed, so a bad album gives
 	// its one error line and nothing else.
@@ -234,7 +205,7 @@ static int Dump(const char* path, bool showBands, uint32_t bandEntry)
 		if (bandEntry >= uint32_t(album.entries.GetCount())) return Fail("No such entry.");
 		const EntryRecord& entry = album.entries[int32_t(bandEntry)];
 		sets = static_cast<BandSet*>(std::malloc(sizeof(BandSet) * 65536));
-		result = GatherBandSets(album, entry, sets, &setCount);
+		uint32_t result = GatherBandSets(album, entry, sets, &setCount);
 		for (uint32_t i = 0; result == 0 && i < setCount; i++) result = CheckBands(album, entry, sets[i]);
 		if (result == 0 && entry.gradientType != 0)
 		{

@@ -9,11 +9,9 @@
 #include "album/Png.h"
 #include "album/Renderer.h"
 #include "support/Code.h"
+#include "tool/AlbumLoad.h"
 #include "tool/File.h"
 
-// Larger than any album the compiler can write; refusing early keeps the read
-// within a 32-bit size.
-constexpr uint64_t kMaxAlbumFileSize = 0x40000000;
 
 constexpr int32_t kDefaultSize = 256;
 constexpr int32_t kMaxSize = 16384;
@@ -25,14 +23,6 @@ constexpr int64_t kMaxImagePixels = int64_t(1) << 28;
 static int Fail(const char* text)
 {
 	std::printf("Error: %s\n", text);
-	return 1;
-}
-
-static int FailCode(const char* text, uint32_t code)
-{
-	char name[5];
-	CodeText(code, name);
-	std::printf("Error: %s (%s).\n", text, name);
 	return 1;
 }
 
@@ -124,23 +114,8 @@ static uint32_t DrawEntry(const AlbumContents& album, int32_t index, const Rende
 
 static int Render(const char* path, const char* outputPath, int32_t size, bool allEntries, uint32_t entryIndex, bool premultiplied)
 {
-	File file;
-	if (file.Open(path, kFileModeRead) != kFileOkay) return Fail("Cannot open album file.");
-	uint64_t fileSize = file.GetSize();
-	if (fileSize > kMaxAlbumFileSize) return Fail("Album file too large.");
-	uint8_t* data = static_cast<uint8_t*>(std::malloc((fileSize != 0) ? size_t(fileSize) : 1));
-	if (!data) return Fail("Album file too large.");
-	uint32_t readResult = (fileSize != 0) ? file.Read(data, uint32_t(fileSize)) : 0;
-	file.Close();
-	if (readResult != kFileOkay)
-	{
-		std::free(data);
-		return Fail("Cannot read album file.");
-	}
 	AlbumContents album;
-	uint32_t result = ReadAlbum(data, fileSize, nullptr, &album);
-	std::free(data);
-	if (result != 0) return FailCode("Invalid album", result);
+	if (!LoadAlbumFile(path, &album)) return 1;
 
 	int32_t entryCount = album.entries.GetCount();
 	if (entryCount == 0) return Fail("The album has no entries.");
@@ -158,6 +133,7 @@ static int Render(const char* path, const char* outputPath, int32_t size, bool a
 	uint8_t* image = static_cast<uint8_t*>(std::calloc(size_t(imageWidth * size), 4));
 	float* row = static_cast<float*>(std::malloc(size_t(size) * 4 * sizeof(float)));
 	if (!image || !row) std::abort();
+	uint32_t result = 0;
 	for (int32_t cell = 0; cell < cells && result == 0; cell++)
 	{
 		int32_t index = allEntries ? cell : int32_t(entryIndex);
