@@ -713,7 +713,10 @@ static uint16_t DoubleToHalf(double number)
 	return uint16_t(sign | (base + uint32_t(kept)));
 }
 
-uint32_t ReadHalf(const char** text, uint16_t* value)
+// The bit pattern of a float literal at `width` bits: 16, 32 or 64. Raw forms
+// wider than the type give 'FLOV'; for doubles they fill all 64 bits, so their
+// only overflow is the integer 'INOV'. The sign flips the top bit.
+static uint32_t ReadFloatPattern(const char** text, int32_t width, uint64_t* pattern)
 {
 	const char* s = *text;
 	bool negative = false;
@@ -722,74 +725,61 @@ uint32_t ReadHalf(const char** text, uint16_t* value)
 	double number = 0.0;
 
 	uint32_t result = ReadFloatForms(&s, &negative, &raw, &bits, &number);
-	if (result == 'INOV') return 'FLOV';
+	if (result == 'INOV' && width < 64) return 'FLOV';
 	if (result != 0) return result;
 
-	uint32_t half = 0;
 	if (raw)
 	{
-		if (bits > 0xFFFF) return 'FLOV';
-		half = uint32_t(bits);
+		if (width < 64 && (bits >> width) != 0) return 'FLOV';
+	}
+	else if (width == 16)
+	{
+		bits = DoubleToHalf(number);
+	}
+	else if (width == 32)
+	{
+		float rounded = float(number);
+		uint32_t single = 0;
+		std::memcpy(&single, &rounded, sizeof(single));
+		bits = single;
 	}
 	else
 	{
-		half = DoubleToHalf(number);
+		std::memcpy(&bits, &number, sizeof(bits));
 	}
-	if (negative) half ^= 0x8000;
+	if (negative) bits ^= uint64_t(1) << (width - 1);
 
-	if (value) *value = uint16_t(half);
+	*pattern = bits;
 	*text = SkipWhitespace(s);
 	return 0;
+}
+
+uint32_t ReadHalf(const char** text, uint16_t* value)
+{
+	uint64_t bits = 0;
+	uint32_t result = ReadFloatPattern(text, 16, &bits);
+	if (result == 0 && value) *value = uint16_t(bits);
+	return result;
 }
 
 uint32_t ReadFloat(const char** text, float* value)
 {
-	const char* s = *text;
-	bool negative = false;
-	bool raw = false;
 	uint64_t bits = 0;
-	double number = 0.0;
-
-	uint32_t result = ReadFloatForms(&s, &negative, &raw, &bits, &number);
-	if (result == 'INOV') return 'FLOV';
-	if (result != 0) return result;
-
-	uint32_t pattern = 0;
-	if (raw)
+	uint32_t result = ReadFloatPattern(text, 32, &bits);
+	if (result == 0 && value)
 	{
-		if (bits > 0xFFFFFFFF) return 'FLOV';
-		pattern = uint32_t(bits);
+		uint32_t single = uint32_t(bits);
+		std::memcpy(value, &single, sizeof(single));
 	}
-	else
-	{
-		float rounded = float(number);
-		std::memcpy(&pattern, &rounded, sizeof(pattern));
-	}
-	if (negative) pattern ^= 0x80000000;
-
-	if (value) std::memcpy(value, &pattern, sizeof(pattern));
-	*text = SkipWhitespace(s);
-	return 0;
+	return result;
 }
 
 uint32_t ReadDouble(const char** text, double* value)
 {
-	const char* s = *text;
-	bool negative = false;
-	bool raw = false;
 	uint64_t bits = 0;
-	double number = 0.0;
-
-	// The raw forms fill all 64 bits; their only overflow is the integer 'INOV'.
-	uint32_t result = ReadFloatForms(&s, &negative, &raw, &bits, &number);
-	if (result != 0) return result;
-
-	if (!raw) std::memcpy(&bits, &number, sizeof(bits));
-	if (negative) bits ^= 0x8000000000000000ULL;
-
-	if (value) std::memcpy(value, &bits, sizeof(bits));
-	*text = SkipWhitespace(s);
-	return 0;
+	uint32_t result = ReadFloatPattern(text, 64, &bits);
+	if (result == 0 && value) std::memcpy(value, &bits, sizeof(bits));
+	return result;
 }
 
 // One part of a string, from its opening quote to behind its closing one. With
