@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "album/Codec.h"
+#include "support/Math.h"
 
 // Large enough that images without a buffer are written as zeros in a few calls.
 static const uint8_t kZeroBlock[4096] = {};
@@ -143,6 +144,16 @@ static void PlanImage(const TextureCursor* cursor, uint32_t texelSize, uint32_t 
 	uint32_t height = uint32_t(row) + 1;
 	if (imageHeight > 0 && height > uint32_t(imageHeight)) height = uint32_t(imageHeight);
 
+	// Float texels get the one NaN before they are packed; halves never hold
+	// one (every NaN becomes infinity when a half is made).
+	if (data && texelSize == 16)
+	{
+		uint64_t texelCount = uint64_t(width) * height;
+		if (texelCount > uint64_t(imageWidth) * uint64_t(imageHeight)) texelCount = uint64_t(imageWidth) * uint64_t(imageHeight);
+		float* values = reinterpret_cast<float*>(data);
+		for (uint64_t i = 0; i < texelCount * 4; i++) values[i] = CanonicalNan(values[i]);
+	}
+
 	plan->data = data;
 	plan->width = width;
 	plan->height = height;
@@ -169,13 +180,72 @@ static void PlanImage(const TextureCursor* cursor, uint32_t texelSize, uint32_t 
 	}
 }
 
-// A table the caller did not provide still takes its room, as zeros, so the
-// offsets in the directory stay true.
-static void EmitTable(AlbumSink* output, const void* data, int32_t count, uint64_t recordSize)
+// Arithmetic gives a NaN whose sign depends on the processor. Every float
+// field passes through here on its way to the file, so each machine writes
+// the one positive quiet NaN. Integer fields and bit patterns are left alone.
+static void CanonicalizeFloats(float* values, int32_t count)
 {
-	uint64_t size = CountOrZero(count) * recordSize;
-	if (data) Emit(output, data, size);
-	else EmitZeros(output, size);
+	for (int32_t i = 0; i < count; i++) values[i] = CanonicalNan(values[i]);
+}
+
+static void CanonicalizeRecord(EntryRecord* record)
+{
+	float* fields[6] = {&record->minX, &record->minY, &record->maxX, &record->maxY, &record->bandScaleX, &record->bandScaleY};
+	for (float* field : fields) *field = CanonicalNan(*field);
+}
+
+static void CanonicalizeRecord(PictureRecord* record)
+{
+	float* fields[4] = {&record->minX, &record->minY, &record->maxX, &record->maxY};
+	for (float* field : fields) *field = CanonicalNan(*field);
+	CanonicalizeFloats(record->canvasRect, 4);
+}
+
+static void CanonicalizeRecord(ComponentRecord* record)
+{
+	CanonicalizeFloats(record->matrix, 4);
+	record->offsetX = CanonicalNan(record->offsetX);
+	record->offsetY = CanonicalNan(record->offsetY);
+}
+
+static void CanonicalizeRecord(PackedStrokeVertex* record)
+{
+	// texcoord[2] and texcoord[3] hold integer words as bit patterns.
+	CanonicalizeFloats(record->position, 4);
+	CanonicalizeFloats(record->texcoord, 2);
+	CanonicalizeFloats(record->jacobian, 2);
+}
+
+static void CanonicalizeRecord(StrokeRecord*)
+{
+}
+
+static void CanonicalizeRecord(StrokeTriangle*)
+{
+}
+
+// A table the caller did not provide still takes its room, as zeros, so the
+// offsets in the directory stay true. Records go out through a small copy, so
+// the caller's tables stay as they are.
+template <typename Record>
+static void EmitTable(AlbumSink* output, const Record* data, int32_t count)
+{
+	uint64_t size = CountOrZero(count) * sizeof(Record);
+	if (!data)
+	{
+		EmitZeros(output, size);
+		return;
+	}
+
+	constexpr int32_t kBlockRecords = 64;
+	Record block[kBlockRecords];
+	for (int32_t first = 0; first < count; first += kBlockRecords)
+	{
+		int32_t blockCount = (count - first < kBlockRecords) ? count - first : kBlockRecords;
+		std::memcpy(block, data + first, size_t(blockCount) * sizeof(Record));
+		for (int32_t i = 0; i < blockCount; i++) CanonicalizeRecord(&block[i]);
+		Emit(output, block, uint64_t(blockCount) * sizeof(Record));
+	}
 }
 
 static void EmitImage(AlbumSink* output, const ImagePlan* plan)
@@ -236,17 +306,17 @@ uint32_t WriteAlbum(AlbumSink* output, const AlbumIdentity* identity, const Albu
 	Emit(output, &cleared, sizeof(cleared));
 	Pad(output);
 
-	EmitTable(output, entries, entryCount, sizeof(EntryRecord));
+	EmitTable(output, entries, entryCount);
 	Pad(output);
 
 	if (pictureCount > 0)
 	{
-		EmitTable(output, pictures, pictureCount, sizeof(PictureRecord));
-		EmitTable(output, components, componentCount, sizeof(ComponentRecord));
-		EmitTable(output, strokes, strokeCount, sizeof(StrokeRecord));
+		EmitTable(output, pictures, pictureCount);
+		EmitTable(output, components, componentCount);
+		EmitTable(output, strokes, strokeCount);
 		Pad(output);
-		EmitTable(output, vertices, vertexCount, sizeof(PackedStrokeVertex));
-		EmitTable(output, triangles, triangleCount, sizeof(StrokeTriangle));
+		EmitTable(output, vertices, vertexCount);
+		EmitTable(output, triangles, triangleCount);
 		Pad(output);
 	}
 

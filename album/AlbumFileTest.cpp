@@ -148,3 +148,68 @@ TEST(WriteAlbum, OnlyTheHeaderWriteDecides)
 		EXPECT_EQ(sink.calls.at(0), 80u);
 	}
 }
+
+// Arithmetic NaNs carry the processor's sign; the file holds one NaN only.
+// Every float field and float texel gets NaNs of both signs; the bit-pattern
+// words of a stroke vertex and every integer field must pass untouched.
+TEST(WriteAlbum, EveryFloatNanIsThePositiveQuietNan)
+{
+	const uint32_t kNans[3] = {0xFFC00000u, 0x7FC00000u, 0xFFFFFFFFu};
+	int next = 0;
+	auto nan = [&]() { float value; std::memcpy(&value, &kNans[next++ % 3], 4); return value; };
+	PictureAlbum album;
+	for (EntryRecord& entry : album.entries)
+	{
+		for (float* field : {&entry.minX, &entry.minY, &entry.maxX, &entry.maxY, &entry.bandScaleX, &entry.bandScaleY}) *field = nan();
+		entry.polygonCode = 0xFFFF;
+	}
+	for (PictureRecord& picture : album.pictures)
+	{
+		for (float* field : {&picture.minX, &picture.minY, &picture.maxX, &picture.maxY}) *field = nan();
+		for (float& field : picture.canvasRect) field = nan();
+	}
+	for (ComponentRecord& component : album.components)
+	{
+		for (float& field : component.matrix) field = nan();
+		component.offsetX = nan();
+		component.offsetY = nan();
+	}
+	for (PackedStrokeVertex& vertex : album.vertices)
+	{
+		for (float& field : vertex.position) field = nan();
+		for (float& field : vertex.jacobian) field = nan();
+		vertex.texcoord[0] = nan();
+		vertex.texcoord[1] = nan();
+		std::memcpy(&vertex.texcoord[2], &kNans[0], 4);
+		std::memcpy(&vertex.texcoord[3], &kNans[2], 4);
+	}
+	StaleImage curve(4, 1, 16, 3, 0);
+	for (size_t i = 0; i < 12; i++) std::memcpy(&curve.buffer[i * 4], &kNans[i % 3], 4);
+	album.curve = curve;
+	album.curve.cursor.data = album.curve.buffer.data();
+	ByteSink sink;
+	AlbumSink output = {ByteSink::Write, &sink, 0};
+	AlbumDirectory directory;
+	uint32_t curveDataOffset;
+	ASSERT_EQ(ComputeAlbumLayout(2, 2, 3, 1, 4, 2, &directory, &curveDataOffset), 0u);
+	ASSERT_EQ(WriteAlbum(&output, nullptr, &directory, 2, album.entries, 1, album.strokes, 4, album.vertices, 2, album.triangles, 2, album.pictures, 3,
+		album.components, curveDataOffset, &album.curve.cursor, &album.band.cursor, true, false), 0u);
+	const Bytes& file = sink.bytes;
+
+	std::vector<size_t> floats;
+	for (size_t entry = 0; entry < 2; entry++)
+		for (size_t offset : {0, 4, 8, 12, 24, 28}) floats.push_back(192 + entry * 96 + offset);
+	for (size_t picture = 0; picture < 2; picture++)
+		for (size_t offset = 4; offset < 36; offset += 4) floats.push_back(384 + picture * 64 + offset);
+	for (size_t component = 0; component < 3; component++)
+		for (size_t offset = 8; offset < 32; offset += 4) floats.push_back(512 + component * 32 + offset);
+	for (size_t vertex = 0; vertex < 4; vertex++)
+	{
+		for (size_t offset : {0, 4, 8, 12, 16, 20, 32, 36}) floats.push_back(640 + vertex * 40 + offset);
+		EXPECT_EQ(U32At(file, 640 + vertex * 40 + 24), kNans[0]);
+		EXPECT_EQ(U32At(file, 640 + vertex * 40 + 28), kNans[2]);
+	}
+	for (size_t texel = 0; texel < 12; texel++) floats.push_back(832 + texel * 4);
+	for (size_t position : floats) EXPECT_EQ(U32At(file, position), 0x7FC00000u) << "byte " << position;
+	EXPECT_EQ(U32At(file, 192 + 32) >> 16, 0xFFFFu);
+}

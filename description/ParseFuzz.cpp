@@ -7,10 +7,18 @@
 #include <cstring>
 
 #include "description/Structure.h"
+#include "support/FloatMode.h"
 
 class BareDocument : public Document
 {
 };
+
+// Fuzzed inputs run in the floating-point mode of the tool itself.
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+	SetFlushToZero();
+	return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

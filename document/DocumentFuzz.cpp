@@ -7,6 +7,7 @@
 
 #include "document/TextWriter.h"
 #include "document/VectorDocument.h"
+#include "support/FloatMode.h"
 
 static bool DiscardText(const void* data, uint32_t size, void* context)
 {
@@ -15,6 +16,13 @@ static bool DiscardText(const void* data, uint32_t size, void* context)
 	uint32_t* sum = static_cast<uint32_t*>(context);
 	for (uint32_t i = 0; i < size; i++) *sum += bytes[i];
 	return true;
+}
+
+// Fuzzed inputs run in the floating-point mode of the tool itself.
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+	SetFlushToZero();
+	return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

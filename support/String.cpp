@@ -381,8 +381,11 @@ int32_t FloatToText(float value, char* buffer, int32_t limit)
 	}
 	if (exponentField == 255)
 	{
-		if (negative) sink.Put('-');
-		sink.Put(((bits & 0x7FFFFF) != 0) ? "NAN" : "INF");
+		// A NaN's sign depends on the processor that made it, so it is never
+		// written: every machine prints the same text.
+		bool nan = (bits & 0x7FFFFF) != 0;
+		if (negative && !nan) sink.Put('-');
+		sink.Put(nan ? "NAN" : "INF");
 		return sink.Finish();
 	}
 

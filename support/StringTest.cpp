@@ -262,7 +262,9 @@ TEST(FloatToText, ExactText)
 		{FloatFromBits(0x807FFFFFu), "0.0", 3},
 		{FloatFromBits(0xFF800000u), "-INF", 4},
 		{FloatFromBits(0x7F800001u), "NAN", 3},
-		{FloatFromBits(0xFFC00000u), "-NAN", 4},
+		// A NaN's sign belongs to the processor that made it and is never written.
+		{FloatFromBits(0xFFC00000u), "NAN", 3},
+		{FloatFromBits(0xFFFFFFFFu), "NAN", 3},
 		{100001.0f, "1.00001e5", 1},
 		{4294967296.0f, "4.2949671e9", 1},
 		{1e10f, "1.0e10", 2},

@@ -6,10 +6,18 @@
 #include "document/TextWriter.h"
 #include "document/VectorDocument.h"
 #include "svg/SvgImporter.h"
+#include "support/FloatMode.h"
 
 static bool DiscardText(const void*, uint32_t, void*)
 {
 	return true;
+}
+
+// Fuzzed inputs run in the floating-point mode of the tool itself.
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+	SetFlushToZero();
+	return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

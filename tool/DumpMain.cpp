@@ -9,6 +9,7 @@
 #include "album/AlbumReader.h"
 #include "album/Renderer.h"
 #include "support/Code.h"
+#include "support/FloatMode.h"
 #include "tool/AlbumLoad.h"
 
 
@@ -266,6 +267,9 @@ static bool ReadIndex(const char* text, uint32_t* value)
 
 int main(int argc, char** argv)
 {
+	// Album values are read and drawn in the floating-point mode they were made in.
+	SetFlushToZero();
+
 	const char* path = nullptr;
 	bool showBands = false;
 	uint32_t bandEntry = 0;

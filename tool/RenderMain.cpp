@@ -9,6 +9,7 @@
 #include "album/Png.h"
 #include "album/Renderer.h"
 #include "support/Code.h"
+#include "support/FloatMode.h"
 #include "tool/AlbumLoad.h"
 #include "tool/File.h"
 
@@ -171,6 +172,9 @@ static int Render(const char* path, const char* outputPath, int32_t size, bool a
 
 int main(int argc, char** argv)
 {
+	// Album values are read and drawn in the floating-point mode they were made in.
+	SetFlushToZero();
+
 	const char* path = nullptr;
 	const char* outputPath = nullptr;
 	uint32_t size = kDefaultSize;
