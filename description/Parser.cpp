@@ -5,15 +5,6 @@
 #include "description/Literals.h"
 #include "description/Primitive.h"
 
-// Number of structures from `node` up to (not counting) the top of its tree,
-// counted no further than the limit.
-static int32_t NestingDepth(const Structure* node)
-{
-	int32_t depth = 0;
-	for (const Structure* up = node->GetParent(); up && depth <= kMaxNestingDepth; up = up->GetParent()) depth++;
-	return depth;
-}
-
 static int32_t CountLines(const char* text, const char* end)
 {
 	int32_t lines = 1;
@@ -24,9 +15,10 @@ static int32_t CountLines(const char* text, const char* end)
 	return lines;
 }
 
-// Everything behind the identifier of a structure already appended to its parent: array size,
-// validation, name, properties and body. The caller destroys it on failure.
-static uint32_t ParseStructureBody(Document* document, const char** text, Structure* parent, Structure* structure, bool primitive, bool unknown)
+// Everything behind the identifier of a structure already appended to its parent, up to and
+// past the '{' of its body: array size, validation, name and properties. The caller destroys
+// it on failure.
+static uint32_t ParseStructureHead(Document* document, const char** text, Structure* parent, Structure* structure, bool primitive, bool unknown)
 {
 	const char* cursor = *text;
 	uint32_t result = 0;
@@ -117,43 +109,28 @@ static uint32_t ParseStructureBody(Document* document, const char** text, Struct
 		*text = cursor;
 		return 'SYNT';
 	}
-	cursor = SkipWhitespace(cursor + 1);
-
-	if (*cursor != '}')
-	{
-		if (primitive) result = static_cast<PrimitiveStructure*>(structure)->ParseData(&cursor);
-		else result = ParseStructureList(document, &cursor, structure);
-		if (result != 0)
-		{
-			*text = cursor;
-			return result;
-		}
-		if (*cursor != '}')
-		{
-			*text = cursor;
-			return 'SYNT';
-		}
-	}
 	*text = SkipWhitespace(cursor + 1);
 	return 0;
 }
 
+// Nesting has no limit but memory: the parser keeps no stack of its own. The
+// structure whose body is being read is the only state, and the tree's parent
+// links lead back out of every body as it closes.
 uint32_t ParseStructureList(Document* document, const char** text, Structure* parent)
 {
-	// Each level of the text costs a level of recursion here and in every walk
-	// of the tree, so the depth is bounded.
-	if (NestingDepth(parent) >= kMaxNestingDepth) return 'DEEP';
-
 	const char* cursor = *text;
+	Structure* list = parent;
+	Structure* failed = nullptr;
+	uint32_t result = 0;
 	for (;;)
 	{
 		String identifier;
 		int32_t length = 0;
-		uint32_t result = ReadIdentifier(cursor, &length, &identifier);
+		result = ReadIdentifier(cursor, &length, &identifier);
 		if (result != 0)
 		{
-			*text = cursor;
-			return result;
+			failed = (list != parent) ? list : nullptr;
+			break;
 		}
 
 		Structure* structure = nullptr;
@@ -176,26 +153,71 @@ uint32_t ParseStructureList(Document* document, const char** text, Structure* pa
 		}
 
 		structure->textLocation = cursor;
-		parent->AppendSubnode(structure);
+		list->AppendSubnode(structure);
 		cursor = SkipWhitespace(cursor + length);
 
-		result = ParseStructureBody(document, &cursor, parent, structure, primitive, unknown);
-		if (result != 0)
+		failed = structure;
+		result = ParseStructureHead(document, &cursor, list, structure, primitive, unknown);
+		if (result != 0) break;
+
+		if (*cursor != '}')
 		{
-			delete structure;
-			*text = cursor;
-			return result;
+			if (!primitive)
+			{
+				// The body is a list of its own: read it next.
+				list = structure;
+				continue;
+			}
+
+			result = static_cast<PrimitiveStructure*>(structure)->ParseData(&cursor);
+			if (result != 0) break;
+			if (*cursor != '}')
+			{
+				result = 'SYNT';
+				break;
+			}
 		}
 
-		// An unknown structure needs valid syntax but leaves no trace.
-		if (unknown) delete structure;
-
-		if (*cursor == 0 || *cursor == '}')
+		// The cursor is on the '}' that ends `structure`. Close it, and every
+		// body that ends with it.
+		failed = nullptr;
+		Structure* closed = structure;
+		for (;;)
 		{
-			*text = cursor;
-			return 0;
+			cursor = SkipWhitespace(cursor + 1);
+			list = closed->GetParent();
+
+			// An unknown structure needs valid syntax but leaves no trace.
+			if (closed->structureType == '!UNK') delete closed;
+
+			if ((*cursor != 0) && (*cursor != '}')) break;
+			if (list == parent)
+			{
+				*text = cursor;
+				return 0;
+			}
+
+			// The list of `list` has ended, so its own body must close here.
+			if (*cursor != '}')
+			{
+				failed = list;
+				result = 'SYNT';
+				break;
+			}
+			closed = list;
 		}
+		if (result != 0) break;
 	}
+
+	// A failure destroys the structure being read and every structure whose
+	// body was still open; finished older siblings stay.
+	*text = cursor;
+	if (failed)
+	{
+		while (failed->GetParent() != parent) failed = failed->GetParent();
+		delete failed;
+	}
+	return result;
 }
 
 uint32_t ParsePropertyList(Document* document, const char** text, Structure* structure)

@@ -165,27 +165,29 @@ TEST(ProcessDocument, FailureOutsideTheTextLeavesNoLine)
 	EXPECT_EQ(Dump(&document.rootStructure), "grup{}");
 }
 
-TEST(ParseText, BoundsTheNestingDepth)
+// Nesting has no limit: 100,000 open bodies parse without using the stack,
+// and a fault at the bottom destroys every one of them.
+TEST(ParseText, NestsWithoutLimit)
 {
-	struct Case { const char* open; int32_t levels; const char* inner; const char* code; };
+	struct Case { const char* open; int32_t levels; const char* inner; int32_t missingBraces; const char* code; };
 	const Case rows[] =
 	{
-		{"Group {", 256, "", "0"},
-		{"Group {", 257, "", "DEEP"},
-		{"Foo (a = 1) {", 100000, "", "DEEP"},
-		// A list is a level of its own.
-		{"Group {", 255, "float {1}", "0"},
-		{"Group {", 256, "float {1}", "DEEP"},
+		{"Foo (a = 1) {", 100000, "", 0, "0"},
+		{"Foo {", 100000, "float {1}", 0, "0"},
+		{"Foo {", 100000, "1", 0, "IDIC"},
+		{"Foo {", 100000, "float {1}", 1, "SYNT"},
+		{"Foo {\n", 100000, "float {1, }", 0, "FLIV"},
 	};
 	for (const Case& row : rows)
 	{
 		SCOPED_TRACE(std::string(row.open) + " x" + std::to_string(row.levels) + row.inner);
 		std::string text;
 		for (int32_t i = 0; i < row.levels; i++) text += row.open;
-		text += row.inner + std::string(size_t(row.levels), '}');
+		text += row.inner + std::string(size_t(row.levels - row.missingBraces), '}');
 		TestDocument document;
 		EXPECT_EQ(CodeString(Parse(&document, text)), row.code);
-		EXPECT_TRUE((row.code[0] != 'D') || (document.rootStructure.GetFirstSubnode() == nullptr));
+		EXPECT_EQ(document.rootStructure.GetFirstSubnode(), nullptr);
+		EXPECT_EQ(document.errorLine, (row.code[0] == '0') ? 0 : (row.open[5] == '\n') ? row.levels + 1 : 1);
 	}
 }
 

@@ -70,22 +70,46 @@ bool Structure::GetStateValue(const String&, uint32_t*) const
 	return false;
 }
 
+bool Structure::ProcessesSubnodesOnly() const
+{
+	return false;
+}
+
+// Structures that only hold others are walked into here, not called, so
+// nesting groups of any depth costs no stack; only structures with work of
+// their own are called, and what they may hold is not nested without end.
+// The calls come in the order the plain recursion would make them.
 uint32_t Structure::ProcessData(Document* document)
 {
-	Structure* subnode = GetFirstChild();
-	while (subnode)
+	Structure* list = this;
+	Structure* node = GetFirstChild();
+	for (;;)
 	{
+		if (!node)
+		{
+			if (list == this) return 0;
+			node = list->GetNextSibling();
+			list = list->GetParent();
+			continue;
+		}
+
+		if (node->ProcessesSubnodesOnly())
+		{
+			list = node;
+			node = node->GetFirstChild();
+			continue;
+		}
+
 		// A subnode may move or destroy itself while it processes.
-		Structure* next = subnode->GetNextSibling();
-		uint32_t result = subnode->ProcessData(document);
+		Structure* next = node->GetNextSibling();
+		uint32_t result = node->ProcessData(document);
 		if (result != 0)
 		{
-			if (!document->errorStructure) document->errorStructure = subnode;
+			if (!document->errorStructure) document->errorStructure = node;
 			return result;
 		}
-		subnode = next;
+		node = next;
 	}
-	return 0;
 }
 
 bool Structure::FileName(Tree<Structure>* map)
@@ -116,6 +140,11 @@ bool Structure::FileName(Tree<Structure>* map)
 
 RootStructure::RootStructure() : Structure(0)
 {
+}
+
+bool RootStructure::ProcessesSubnodesOnly() const
+{
+	return true;
 }
 
 bool RootStructure::ValidateSubstructure(const Document* document, const Structure* structure) const

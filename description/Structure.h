@@ -9,12 +9,6 @@
 
 class Document;
 
-// Deepest nesting the parser accepts: top-level structures are level 1, and a
-// structure below level kMaxNestingDepth gives 'DEEP'. The text itself sets no
-// limit, but parsing, processing and every other walk recurse once per level,
-// so a bound keeps the stack safe on hostile input.
-constexpr int32_t kMaxNestingDepth = 256;
-
 // A node of the description tree. A parent owns its subnodes: destroying a
 // structure destroys its whole subtree (without recursion, however deep) and
 // takes it out of its parent's list and out of the name map that holds it.
@@ -63,6 +57,10 @@ class Structure : public ChildNode<Structure>, public TreeNode<Structure>
 		// recording the innermost failing structure in the document.
 		virtual uint32_t ProcessData(Document* document);
 
+		// True only for a structure whose processing is the default one and
+		// nothing else: the default then walks into it instead of calling it.
+		virtual bool ProcessesSubnodesOnly() const;
+
 		Structure* GetFirstSubnode() const { return GetFirstChild(); }
 		Structure* GetLastSubnode() const { return GetLastChild(); }
 		Structure* GetPreviousSubnode() const { return GetPreviousSibling(); }
@@ -97,6 +95,7 @@ class RootStructure : public Structure
 
 		// Asks the document's ValidateTopLevelStructure.
 		bool ValidateSubstructure(const Document* document, const Structure* structure) const override;
+		bool ProcessesSubnodesOnly() const override;
 };
 
 // Owns a tree under rootStructure. Document classes supply the vocabulary by
@@ -134,7 +133,7 @@ class Document
 		Document& operator=(const Document&) = delete;
 };
 
-// The recursive core of ParseText: parses structures at `*text` into `parent`
+// The core of ParseText: parses structures at `*text` into `parent`
 // until the end of the text or a '}'. On failure `*text` is at the fault and
 // the structure being parsed is destroyed; its finished older siblings stay.
 uint32_t ParseStructureList(Document* document, const char** text, Structure* parent);

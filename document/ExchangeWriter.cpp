@@ -198,16 +198,6 @@ static void WriteKindMatrix(const Structure* structure, TextWriter* writer, cons
 	WriteBracedFloatList(writer, structure);
 }
 
-// Identifier, braces on lines of their own, and the subnodes between them.
-static void WriteBlock(const Structure* structure, const VectorDocument* document, TextWriter* writer, const char* identifier, bool newlineFirst)
-{
-	writer->WriteIndented(identifier, 0, newlineFirst);
-	writer->AppendCharacter('\n');
-	writer->WriteIndented("{\n");
-	writer->WriteSubnodes(structure, document);
-	writer->WriteIndented("}\n");
-}
-
 // The points of a simple shape: "float[2]", a brace line, all points on one
 // line, a closing brace, one level below the shape. An odd last float is
 // left out.
@@ -299,9 +289,20 @@ static void WritePathList(TextWriter* writer, const FloatStructure* list, bool n
 	writer->WriteIndented("}\n", 1);
 }
 
+const char* VectorStructure::BlockIdentifier(bool*) const
+{
+	return nullptr;
+}
+
 void CanvasStructure::WriteStructure(const VectorDocument* document, TextWriter* writer) const
 {
-	WriteBlock(this, document, writer, "Canvas", false);
+	writer->WriteBlock(this, document);
+}
+
+const char* CanvasStructure::BlockIdentifier(bool* newlineFirst) const
+{
+	*newlineFirst = false;
+	return "Canvas";
 }
 
 void NameStructure::WriteStructure(const VectorDocument*, TextWriter* writer) const
@@ -335,26 +336,50 @@ void MessageStructure::WriteStructure(const VectorDocument*, TextWriter* writer)
 
 void LayerStructure::WriteStructure(const VectorDocument* document, TextWriter* writer) const
 {
+	writer->WriteBlock(this, document);
+}
+
+const char* LayerStructure::BlockIdentifier(bool* newlineFirst) const
+{
 	// Deliberate: a layer always stands behind a blank line, even the first
 	// structure of a file.
-	WriteBlock(this, document, writer, "Layer", true);
+	*newlineFirst = true;
+	return "Layer";
 }
 
 void ObjectStructure::WriteStructure(const VectorDocument* document, TextWriter* writer) const
 {
-	WriteBlock(this, document, writer, "Object", HasPreviousSibling(this));
+	writer->WriteBlock(this, document);
+}
+
+const char* ObjectStructure::BlockIdentifier(bool* newlineFirst) const
+{
+	*newlineFirst = HasPreviousSibling(this);
+	return "Object";
 }
 
 void GroupStructure::WriteStructure(const VectorDocument* document, TextWriter* writer) const
 {
-	WriteBlock(this, document, writer, "Group", HasPreviousSibling(this));
+	writer->WriteBlock(this, document);
+}
+
+const char* GroupStructure::BlockIdentifier(bool* newlineFirst) const
+{
+	*newlineFirst = HasPreviousSibling(this);
+	return "Group";
 }
 
 void InstanceStructure::WriteStructure(const VectorDocument* document, TextWriter* writer) const
 {
+	writer->WriteBlock(this, document);
+}
+
+const char* InstanceStructure::BlockIdentifier(bool* newlineFirst) const
+{
 	// Deliberate: the reference is a data list, and only the transforms are
 	// written, so an instance loses its reference.
-	WriteBlock(this, document, writer, "Instance", HasPreviousSibling(this));
+	*newlineFirst = HasPreviousSibling(this);
+	return "Instance";
 }
 
 void TransformStructure::WriteStructure(const VectorDocument*, TextWriter* writer) const

@@ -1,5 +1,6 @@
 #include "document/TextWriter.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -168,5 +169,46 @@ TEST(WriteExchangeDocument, GoldenFilesAndEveryTruncation)
 			cut.ParseText(source.substr(0, length).c_str());
 			ASSERT_EQ(WriteDocument(cut).compare(0, kHeader.size(), kHeader), 0) << length;
 		}
+	}
+}
+
+// Groups nest without limit: a drawing 300 and 100,000 groups deep parses,
+// processes, resolves its transforms, writes back the text it read, and is
+// destroyed, all without a stack that grows with the depth. Indentation
+// stops at kMaxIndent tabs, so the text grows linearly with the depth.
+TEST(WriteExchangeDocument, DeepGroupsReadBackAsWritten)
+{
+	for (int32_t levels : {300, 100000})
+	{
+		SCOPED_TRACE(levels);
+		std::string text = kHeader;
+		text.reserve(size_t(levels) * 540);
+		auto line = [&text](int32_t depth, const char* rest) { text.append(size_t(std::min(depth, kMaxIndent)), '\t').append(rest); };
+		for (int32_t level = 0; level < levels; level++)
+		{
+			line(level, "Group\n");
+			line(level, "{\n");
+			if (level == 0) text += "\tTranslation {float[2] {{1.0, 2.0}}}\n\n";
+		}
+		line(levels, "Line\n");
+		line(levels, "{\n");
+		line(levels + 1, "float[2]\n");
+		line(levels + 1, "{\n");
+		line(levels + 2, "{0.0, 0.0}, {1.0, 1.0}\n");
+		line(levels + 1, "}\n");
+		line(levels, "}\n");
+		for (int32_t level = levels - 1; level >= 0; level--) line(level, "}\n");
+
+		auto* document = new VectorDocument;
+		ASSERT_EQ(CodeString(document->ParseText(text.c_str())), "0");
+		GeometryStructure* shape = FindShape(*document);
+		ASSERT_NE(shape, nullptr);
+		// The outermost group's translation reaches the shape at the bottom.
+		EXPECT_EQ(shape->bounds.xMin, 1.0f);
+		EXPECT_EQ(shape->bounds.yMax, 3.0f);
+		std::string written = WriteDocument(*document);
+		EXPECT_EQ(written.size(), text.size());
+		EXPECT_TRUE(written == text) << "first difference at byte " << std::mismatch(written.begin(), written.end(), text.begin(), text.end()).first - written.begin();
+		delete document;
 	}
 }

@@ -55,7 +55,11 @@ void TextWriter::WriteIndented(const char* text, int32_t extraIndent, bool newli
 {
 	if (newlineFirst) AppendCharacter('\n');
 
+	// Indentation stops growing at kMaxIndent tabs: nesting has no limit, and
+	// indenting every line by its full depth would make a deep document's
+	// text grow with the square of its depth.
 	int64_t tabs = int64_t(indent) + extraIndent;
+	if (tabs > kMaxIndent) tabs = kMaxIndent;
 	while (tabs >= 16)
 	{
 		Append(kTabRun, 16);
@@ -118,30 +122,70 @@ static bool IsWrittenStructure(const Structure* structure)
 
 bool TextWriter::WriteSubnodes(const Structure* structure, const VectorDocument* document)
 {
-	// The depth of this recursion is the nesting depth of the tree, which
-	// the parser bounds.
-	bool written = false;
 	indent++;
-	for (const Structure* node = structure->GetFirstSubnode(); node; node = node->GetNextSubnode())
-	{
-		if (!IsWrittenStructure(node)) continue;
-
-		static_cast<const VectorStructure*>(node)->WriteStructure(document, this);
-		written = true;
-	}
-
+	bool written = WriteList(structure, document);
 	indent--;
 	return written;
+}
+
+static void WriteBlockOpening(TextWriter* writer, const char* identifier, bool newlineFirst)
+{
+	writer->WriteIndented(identifier, 0, newlineFirst);
+	writer->AppendCharacter('\n');
+	writer->WriteIndented("{\n");
+}
+
+void TextWriter::WriteBlock(const VectorStructure* structure, const VectorDocument* document)
+{
+	bool newlineFirst = false;
+	const char* identifier = structure->BlockIdentifier(&newlineFirst);
+	if (!identifier) return;
+	WriteBlockOpening(this, identifier, newlineFirst);
+	WriteSubnodes(structure, document);
+	WriteIndented("}\n");
+}
+
+bool TextWriter::WriteList(const Structure* owner, const VectorDocument* document)
+{
+	// `list` is the block whose subnodes are being written; the tree's
+	// parent links lead back out as each block ends.
+	bool written = false;
+	const Structure* list = owner;
+	const Structure* node = owner->GetFirstSubnode();
+	for (;;)
+	{
+		if (!node)
+		{
+			if (list == owner) return written;
+			indent--;
+			WriteIndented("}\n");
+			node = list->GetNextSubnode();
+			list = list->GetSuperNode();
+			continue;
+		}
+
+		if (IsWrittenStructure(node))
+		{
+			if (list == owner) written = true;
+			const VectorStructure* structure = static_cast<const VectorStructure*>(node);
+			bool newlineFirst = false;
+			const char* identifier = structure->BlockIdentifier(&newlineFirst);
+			if (identifier)
+			{
+				WriteBlockOpening(this, identifier, newlineFirst);
+				indent++;
+				list = node;
+				node = node->GetFirstSubnode();
+				continue;
+			}
+			structure->WriteStructure(document, this);
+		}
+		node = node->GetNextSubnode();
+	}
 }
 
 void WriteExchangeDocument(const VectorDocument* document, TextWriter* writer)
 {
 	writer->Append("// Tessary -- Tessary Vector Interchange Format -- docs/tessary.md\n\n");
-
-	const Structure* root = &document->rootStructure;
-	for (const Structure* node = root->GetFirstSubnode(); node; node = node->GetNextSubnode())
-	{
-		if (!IsWrittenStructure(node)) continue;
-		static_cast<const VectorStructure*>(node)->WriteStructure(document, writer);
-	}
+	writer->WriteList(&document->rootStructure, document);
 }

@@ -5,10 +5,14 @@
 
 class Structure;
 class VectorDocument;
+class VectorStructure;
 
 // Receives each run of finished text; false means the text could not be
 // taken, and it is then lost.
 typedef bool (*TextWriteCallback)(const void* data, uint32_t size, void* context);
+
+// The deepest indentation written, in tabs.
+constexpr int32_t kMaxIndent = 256;
 
 // Size of the collecting buffer; text reaching this size is handed on.
 constexpr uint32_t kTextBufferSize = 65536;
@@ -44,6 +48,14 @@ class TextWriter
 		// Writes every non-primitive subnode of `structure` one level deeper;
 		// true when there was at least one.
 		bool WriteSubnodes(const Structure* structure, const VectorDocument* document);
+
+		// A structure that has a block identifier: the identifier, braces on
+		// lines of their own, and the subnodes between them.
+		void WriteBlock(const VectorStructure* structure, const VectorDocument* document);
+
+		// Writes the written subnodes of `owner` at the current indent, walking
+		// into blocks without recursion; true when there was at least one.
+		bool WriteList(const Structure* owner, const VectorDocument* document);
 
 		TextWriteCallback writeCallback;
 		void* callbackContext;

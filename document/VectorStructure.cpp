@@ -160,3 +160,25 @@ bool InstanceStructure::ValidateSubstructure(const Document*, const Structure* s
 {
 	return ((structure->baseStructureType == 'mtrx') || IsDataList(structure, 'RFNC', 0));
 }
+
+// The grouping structures only hold others: processing walks into them, so
+// groups nested to any depth cost no stack.
+bool LayerStructure::ProcessesSubnodesOnly() const
+{
+	return true;
+}
+
+bool ObjectStructure::ProcessesSubnodesOnly() const
+{
+	return true;
+}
+
+bool GroupStructure::ProcessesSubnodesOnly() const
+{
+	return true;
+}
+
+bool InstanceStructure::ProcessesSubnodesOnly() const
+{
+	return true;
+}

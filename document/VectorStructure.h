@@ -20,6 +20,12 @@ class VectorStructure : public Structure
 		explicit VectorStructure(uint32_t type, uint32_t baseType = 0);
 
 		virtual void WriteStructure(const VectorDocument* document, TextWriter* writer) const = 0;
+
+		// A structure written as its identifier and a braced block of its
+		// subnodes gives that identifier, and whether a blank line goes
+		// first; the writer walks into such blocks itself, so nesting of any
+		// depth costs no stack. Null for a structure that writes itself whole.
+		virtual const char* BlockIdentifier(bool* newlineFirst) const;
 };
 
 // Family 'mtrx': a structure that stands for one transform. `matrix` holds
@@ -58,6 +64,7 @@ class CanvasStructure : public VectorStructure
 		bool ValidateSubstructure(const Document* document, const Structure* structure) const override;
 		uint32_t ProcessData(Document* document) override;
 		void WriteStructure(const VectorDocument* document, TextWriter* writer) const override;
+		const char* BlockIdentifier(bool* newlineFirst) const override;
 };
 
 // A name of a font; `text` points to the first string of its one string
@@ -98,6 +105,8 @@ class LayerStructure : public VectorStructure
 
 		bool ValidateSubstructure(const Document* document, const Structure* structure) const override;
 		void WriteStructure(const VectorDocument* document, TextWriter* writer) const override;
+		const char* BlockIdentifier(bool* newlineFirst) const override;
+		bool ProcessesSubnodesOnly() const override;
 };
 
 // Groups shapes without passing a transform on.
@@ -109,6 +118,8 @@ class ObjectStructure : public VectorStructure
 
 		bool ValidateSubstructure(const Document* document, const Structure* structure) const override;
 		void WriteStructure(const VectorDocument* document, TextWriter* writer) const override;
+		const char* BlockIdentifier(bool* newlineFirst) const override;
+		bool ProcessesSubnodesOnly() const override;
 };
 
 // Passes its transforms and its opacity on to what it holds. Its Fill and
@@ -121,6 +132,8 @@ class GroupStructure : public NodeStructure
 
 		bool ValidateSubstructure(const Document* document, const Structure* structure) const override;
 		void WriteStructure(const VectorDocument* document, TextWriter* writer) const override;
+		const char* BlockIdentifier(bool* newlineFirst) const override;
+		bool ProcessesSubnodesOnly() const override;
 };
 
 // Holds a reference and a transform; nothing resolves the reference, so an
@@ -133,6 +146,8 @@ class InstanceStructure : public NodeStructure
 
 		bool ValidateSubstructure(const Document* document, const Structure* structure) const override;
 		void WriteStructure(const VectorDocument* document, TextWriter* writer) const override;
+		const char* BlockIdentifier(bool* newlineFirst) const override;
+		bool ProcessesSubnodesOnly() const override;
 };
 
 // Whether `structure` is a data list of that type code and array size

@@ -123,9 +123,12 @@ class ChildNode
 		static const ChildNode* Node(const T* node) { return node; }
 
 		// A node cannot become its own descendant: the walks would never end.
+		// A node without children can only be this one, so a fresh node is
+		// adopted without climbing: building a deep tree stays linear.
 		bool Adoptable(T* child) const
 		{
 			if (!child) return false;
+			if (!Node(child)->firstChild) return Node(child) != this;
 			for (const ChildNode* node = this; node; node = node->parent ? Node(node->parent) : nullptr)
 			{
 				if (node == Node(child)) return false;
