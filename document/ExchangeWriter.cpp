@@ -652,16 +652,13 @@ void PathStructure::WriteStructure(const VectorDocument* document, TextWriter* w
 	writer->WriteIndented("{\n");
 	bool newlineFirst = writer->WriteSubnodes(this, document);
 
-	// Each point list is a subpath; a list without points draws nothing and
-	// is left out.
+	// Each point list is a subpath. A list without points draws nothing but
+	// is written all the same, so the text holds every list the path holds.
 	for (const Structure* node = GetFirstSubnode(); node; node = node->GetNextSubnode())
 	{
 		if (!IsDataList(node, 'FLOT', 2)) continue;
 
-		const FloatStructure* list = static_cast<const FloatStructure*>(node);
-		if (list->data.GetCount() < 2) continue;
-
-		WritePathList(writer, list, newlineFirst);
+		WritePathList(writer, static_cast<const FloatStructure*>(node), newlineFirst);
 		newlineFirst = false;
 	}
 

@@ -62,7 +62,7 @@ TEST(WriteExchangeDocument, ClassFormsAndRewriting)
 	{
 		{"// nothing\n", "0", ""},
 		{"Line {}", "0", "Line\n{\n}\n"},
-		{"Path {float[2]* {}}", "0", "Path\n{\n}\n"},
+		{"Path {float[2]* {}}", "0", "Path\n{\n\tfloat[2]*\n\t{\n\t\t\n\t}\n}\n"},
 		{"Rect {float[2] {{0, 0}, {1, 1}} Fill {}}", "0", "Rect\n{\n\n\tFill {}\n\tfloat[2]\n\t{\n\t\t{0.0, 0.0}, {1.0, 1.0}\n\t}\n}\n"},
 		{"Line {Stroke (cap = \"flat\", join = \"bevel\", miter = 4) {float {1}}}", "0", "Line\n{\n\tStroke\n\t{\n\t}\n}\n"},
 		{"Line {Stroke {float {3} float {0.25}}}", "0", "Line\n{\n\tStroke\n\t{\n\t\tfloat {0.25}\n\t}\n}\n"},

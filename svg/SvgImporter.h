@@ -43,9 +43,9 @@ constexpr int32_t kSvgNameSize = 32;
 constexpr int32_t kMaxStyleDepth = 256;
 
 // The deepest tree level a Group or Layer may take (the root is level 0).
-// Every walk of the document recurses once per level, and a shape adds up to
-// four levels of paint below itself, so this keeps the tree within the depth
-// the exchange parser reads back.
+// Opening a group counts its level by climbing the tree, so the bound keeps a
+// hostile file's import linear; deeper groups join their container, as they
+// would once the style stack is full.
 constexpr int32_t kMaxGroupLevel = 248;
 
 // One frame of the style stack: the raw attribute texts of one element.
