@@ -541,6 +541,32 @@ TEST(Tool, RenderedExampleIsAPicture)
 	EXPECT_EQ(bad.output.find('\n'), bad.output.size() - 1);
 }
 
+// vorp-render reads albums in the floating-point mode they were made in. An
+// entry whose box is a denormal wide has no area under denormals-are-zero, so
+// nothing is drawn; read in the default mode, the square behind it would fill
+// every pixel.
+TEST(Tool, RenderRunsWithDenormalsAsZero)
+{
+	Scratch scratch;
+	std::string input = scratch.Write("square.tess", "Canvas {Range {float[2] {{-1, 1}, {-1, 1}}}} Rect {Fill {} float[2] {{-2, -2}, {2, 2}}}");
+	std::string album = scratch.Path("square.vorp");
+	ASSERT_EQ(RunVorp({input, "-o", album}).status, 0);
+	std::string bytes = ReadWhole(album);
+	ASSERT_GE(bytes.size(), 208u);
+	// x from 0 to a denormal, y from 0.25 to 0.75: inside the square.
+	const uint32_t box[4] = {0, 0x3E800000u, 0x00400000u, 0x3F400000u};
+	std::memcpy(&bytes[192], box, sizeof(box));
+	album = scratch.Write("denormal.vorp", bytes);
+
+	std::string picture = scratch.Path("denormal.png");
+	RunResult render = RunProgram(VORP_RENDER_EXECUTABLE, {album, "-o", picture, "--size", "4"});
+	ASSERT_EQ(render.status, 0) << render.output;
+	// Stored rows of a 4 x 4 image: a filter byte and 16 bytes each, from 48.
+	std::string png = ReadWhole(picture);
+	ASSERT_GE(png.size(), 48u + 4u * 17u);
+	for (size_t pixel = 0; pixel < 16; pixel++) EXPECT_EQ(png[48 + (pixel / 4) * 17 + 1 + (pixel % 4) * 4 + 3], 0) << "pixel " << pixel;
+}
+
 // The option reader on its own, to see the values it stores.
 // Reads `arguments` as the command line behind the program name. The names
 // that `options` keeps point into `arguments`, so the caller holds them.
