@@ -10,11 +10,12 @@
 // The most curves of a contour that are stroked; the rest are dropped.
 constexpr int32_t kMaxStrokeCurves = 8192;
 
-// No album holds more pieces than its curve image holds chains of the
-// smallest size, four texels. A dash pattern is stepped through at most this
-// often in one call; past it the stroke ends as if the image were full, so a
+// A dash costs two steps of the pattern in the pre-pass and two in the
+// dashed loop, and draws at least four vertices; a drawing's 16-bit vertex
+// indices reach 65536. So no drawing an album can hold steps through its
+// pattern this often. One call stops there and reports the image full, so a
 // pattern of tiny dashes can neither hang nor run for ages.
-constexpr int32_t kMaxDashSteps = kCurveImageWidth * kCurveImageHeight / 4;
+constexpr int32_t kMaxDashSteps = 1 << 20;
 
 // Flag bit 0: the contour is closed. Bit 1: the curves hold several closed
 // contours, each ending where it started.
