@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <sstream>
 #include <vector>
 
 #include "stroke/CurveTools.h"
@@ -66,16 +67,13 @@ static Contour RandomContour(std::mt19937& random)
 
 static std::string Describe(const Contour& contour, const StrokeParameters& params, uint32_t flags)
 {
-	std::string text = "flags " + std::to_string(flags) + " width " + std::to_string(params.width) + " cap " + CodeString(params.cap) + " join " +
-		CodeString(params.join) + " limit " + std::to_string(params.miterLimit) + " dashes";
-	for (int32_t k = 0; k < params.dashCount; k++) text += " " + std::to_string(params.dashArray[k]);
-	text += " offset " + std::to_string(params.dashOffset) + " curves";
-	for (const QuadraticCurve& c : contour)
-	{
-		text += " (" + std::to_string(c.p0.x) + "," + std::to_string(c.p0.y) + " " + std::to_string(c.p1.x) + "," + std::to_string(c.p1.y) + " " +
-			std::to_string(c.p2.x) + "," + std::to_string(c.p2.y) + ")";
-	}
-	return text;
+	std::ostringstream text;
+	text << "flags " << flags << " width " << params.width << " cap " << CodeString(params.cap) << " join " << CodeString(params.join) << " limit "
+		 << params.miterLimit << " dashes";
+	for (int32_t k = 0; k < params.dashCount; k++) text << " " << params.dashArray[k];
+	text << " offset " << params.dashOffset << " curves";
+	for (const QuadraticCurve& c : contour) text << " (" << c.p0.x << "," << c.p0.y << " " << c.p1.x << "," << c.p1.y << " " << c.p2.x << "," << c.p2.y << ")";
+	return text.str();
 }
 
 TEST(StrokeDriver, CountingAndWritingAgreeOnGeneratedContours)
