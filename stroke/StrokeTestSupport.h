@@ -25,20 +25,22 @@ struct StrokeRun
 	TextureCursor texture{};
 	size_t vertexBytes = 68;
 	size_t triangleBytes = 6;
-	// Without the guards.
-	std::vector<uint8_t> vertices;
-	std::vector<uint8_t> triangles;
-	std::vector<uint8_t> image;
 	bool guardsIntact = true;
+	// With kGuardBytes before and after; the accessors skip them.
+	std::vector<uint8_t> vertexBuffer;
+	std::vector<uint8_t> triangleBuffer;
+	std::vector<uint8_t> imageBuffer;
+
+	const uint8_t* Vertices() const { return vertexBuffer.data() + kGuardBytes; }
+	const uint8_t* Triangles() const { return triangleBuffer.data() + kGuardBytes; }
+	const uint8_t* Image() const { return imageBuffer.data() + kGuardBytes; }
 };
 
 static inline bool GuardsIntact(const std::vector<uint8_t>& buffer)
 {
-	for (size_t i = 0; i < kGuardBytes; i++)
-	{
-		if (buffer[i] != kGuardByte || buffer[buffer.size() - 1 - i] != kGuardByte) return false;
-	}
-	return true;
+	uint8_t guard[kGuardBytes];
+	std::memset(guard, kGuardByte, kGuardBytes);
+	return std::memcmp(buffer.data(), guard, kGuardBytes) == 0 && std::memcmp(buffer.data() + buffer.size() - kGuardBytes, guard, kGuardBytes) == 0;
 }
 
 // Counts on a `width` x `height` image from (column, row), then writes on one
@@ -56,9 +58,12 @@ inline StrokeRun RunStroke(const StrokeParameters& params, uint32_t flags, const
 	run.vertexBytes = (floatColor == 1) ? 80 : 68;
 	run.triangleBytes = (wideIndex == 1) ? 12 : 6;
 	size_t texelBytes = (format == 'FLT4') ? 16 : 8;
-	std::vector<uint8_t> vertices(size_t(run.countVertices) * run.vertexBytes + 2 * kGuardBytes, kGuardByte);
-	std::vector<uint8_t> triangles(size_t(run.countTriangles) * run.triangleBytes + 2 * kGuardBytes, kGuardByte);
-	std::vector<uint8_t> image(size_t(width) * size_t(height) * texelBytes + 2 * kGuardBytes, kGuardByte);
+	std::vector<uint8_t>& vertices = run.vertexBuffer;
+	std::vector<uint8_t>& triangles = run.triangleBuffer;
+	std::vector<uint8_t>& image = run.imageBuffer;
+	vertices.assign(size_t(run.countVertices) * run.vertexBytes + 2 * kGuardBytes, kGuardByte);
+	triangles.assign(size_t(run.countTriangles) * run.triangleBytes + 2 * kGuardBytes, kGuardByte);
+	image.assign(size_t(width) * size_t(height) * texelBytes + 2 * kGuardBytes, kGuardByte);
 	std::memset(image.data() + kGuardBytes, 0, image.size() - 2 * kGuardBytes);
 
 	run.texture = TextureCursor{image.data() + kGuardBytes, format, width, height, column, row};
@@ -68,9 +73,6 @@ inline StrokeRun RunStroke(const StrokeParameters& params, uint32_t flags, const
 	run.emitVertices = mesh.nextIndex;
 	run.emitTriangles = int32_t((reinterpret_cast<uint8_t*>(mesh.triangles) - (triangles.data() + kGuardBytes)) / ptrdiff_t(run.triangleBytes));
 	run.guardsIntact = GuardsIntact(vertices) && GuardsIntact(triangles) && GuardsIntact(image);
-	run.vertices.assign(vertices.begin() + kGuardBytes, vertices.end() - kGuardBytes);
-	run.triangles.assign(triangles.begin() + kGuardBytes, triangles.end() - kGuardBytes);
-	run.image.assign(image.begin() + kGuardBytes, image.end() - kGuardBytes);
 	run.texture.data = nullptr;
 	return run;
 }
@@ -96,14 +98,14 @@ inline std::string CheckStrokeRun(const StrokeRun& run)
 	{
 		uint32_t location;
 		uint32_t countWord;
-		std::memcpy(&location, run.vertices.data() + size_t(pieceStart) * run.vertexBytes + 24, 4);
-		std::memcpy(&countWord, run.vertices.data() + size_t(pieceStart) * run.vertexBytes + 28, 4);
+		std::memcpy(&location, run.Vertices() + size_t(pieceStart) * run.vertexBytes + 24, 4);
+		std::memcpy(&countWord, run.Vertices() + size_t(pieceStart) * run.vertexBytes + 28, 4);
 		int32_t pieceEnd = pieceStart + 1;
-		while (pieceEnd < vertexCount && std::memcmp(run.vertices.data() + size_t(pieceEnd) * run.vertexBytes + 24, &location, 4) == 0) pieceEnd++;
+		while (pieceEnd < vertexCount && std::memcmp(run.Vertices() + size_t(pieceEnd) * run.vertexBytes + 24, &location, 4) == 0) pieceEnd++;
 		if (pieceEnd - pieceStart < 3) return "a piece of fewer than 3 vertices";
 		for (int32_t v = pieceStart; v < pieceEnd; v++)
 		{
-			if (std::memcmp(run.vertices.data() + size_t(v) * run.vertexBytes + 28, &countWord, 4) != 0) return "a piece's vertices disagree on the curve count";
+			if (std::memcmp(run.Vertices() + size_t(v) * run.vertexBytes + 28, &countWord, 4) != 0) return "a piece's vertices disagree on the curve count";
 		}
 
 		int32_t column = int32_t(location & 0xFFFF);
@@ -111,7 +113,7 @@ inline std::string CheckStrokeRun(const StrokeRun& run)
 		int32_t curves = int32_t(countWord >> 25);
 		if ((countWord & 0x01FFFFFF) != 0 || curves < 3 || curves > 5) return "a count word that is no chain's";
 		if (row >= run.texture.height || column + curves + 1 > run.texture.width) return "a chain off its row";
-		const uint8_t* chain = run.image.data() + (size_t(row) * size_t(run.texture.width) + size_t(column)) * texelBytes;
+		const uint8_t* chain = run.Image() + (size_t(row) * size_t(run.texture.width) + size_t(column)) * texelBytes;
 		if (std::memcmp(chain, chain + size_t(curves * 2) * pointBytes, pointBytes) != 0) return "a chain that is not closed";
 		std::vector<uint8_t> zero(pointBytes, 0);
 		if (std::memcmp(chain + size_t(curves * 2 + 1) * pointBytes, zero.data(), pointBytes) != 0) return "a chain's last texel is not zero behind its end";
@@ -125,12 +127,12 @@ inline std::string CheckStrokeRun(const StrokeRun& run)
 				uint32_t index;
 				if (run.triangleBytes == 12)
 				{
-					std::memcpy(&index, run.triangles.data() + t * 12 + size_t(k) * 4, 4);
+					std::memcpy(&index, run.Triangles() + t * 12 + size_t(k) * 4, 4);
 				}
 				else
 				{
 					uint16_t narrow;
-					std::memcpy(&narrow, run.triangles.data() + t * 6 + size_t(k) * 2, 2);
+					std::memcpy(&narrow, run.Triangles() + t * 6 + size_t(k) * 2, 2);
 					index = narrow;
 				}
 				if (index < uint32_t(pieceStart) || index >= uint32_t(pieceEnd)) return "a triangle index outside its piece";
