@@ -168,3 +168,28 @@ TEST(PrepareSegment, PointsAndControlsOnAnEnd)
 	EXPECT_EQ(segment.end.left.y, 0.5f);
 	EXPECT_EQ(segment.end.right.y, -0.5f);
 }
+
+TEST(StrokeCurve, SplitRule)
+{
+	// Pieces: every piece has two vertices more than triangles.
+	auto pieces = [](const QuadraticCurve& curve) {
+		StrokeRun run = RunStroke(Params(0.01f, 'FLAT', 'BEVL', 4.0f), 0, Contour{curve}, 'FLT4', 256, 4);
+		return (run.emitVertices - run.emitTriangles) / 2;
+	};
+	// Nearly folding back: split twice, and the pieces that still turn by
+	// more than 60 degrees are offset as they stand.
+	EXPECT_EQ(pieces(QuadraticCurve{{0, 0}, {1, 100}, {2, 0}}), 4);
+
+	// A turn of exactly 60 degrees, end tangent x exactly 0.5, is not split;
+	// a hair more is.
+	float y = 0.8660254f;
+	StrokeSegment segment;
+	for (int32_t i = 0; i < 64; i++, y = std::nextafter(y, 1.0f))
+	{
+		PrepareSegment(QuadraticCurve{{0, 0}, {1, 0}, {1.5f, y}}, 0.005f, &segment);
+		if (segment.end.tangent.x == 0.5f && segment.start.tangent.x == 1.0f) break;
+	}
+	ASSERT_EQ(segment.end.tangent.x, 0.5f);
+	EXPECT_EQ(pieces(QuadraticCurve{{0, 0}, {1, 0}, {1.5f, y}}), 1);
+	EXPECT_EQ(pieces(QuadraticCurve{{0, 0}, {1, 0}, {1.5f, y * 1.01f}}), 2);
+}
