@@ -9,21 +9,6 @@
 
 typedef std::vector<QuadraticCurve> Contour;
 
-static StrokeParameters Params(float width, uint32_t cap, uint32_t join, float miterLimit)
-{
-	StrokeParameters params;
-	params.width = width;
-	params.cap = cap;
-	params.join = join;
-	params.miterLimit = miterLimit;
-	return params;
-}
-
-static QuadraticCurve Line(float x0, float y0, float x1, float y1)
-{
-	return QuadraticCurve{{x0, y0}, {x1, y1}, {x1, y1}};
-}
-
 static Point2D VertexAt(const StrokeRun& run, int32_t index, int32_t field)
 {
 	float pair[2];

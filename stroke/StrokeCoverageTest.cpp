@@ -14,11 +14,6 @@
 
 typedef std::vector<QuadraticCurve> Contour;
 
-static QuadraticCurve Line(float x0, float y0, float x1, float y1)
-{
-	return QuadraticCurve{{x0, y0}, {x1, y1}, {x1, y1}};
-}
-
 // A centre line as short segments, in double.
 struct Polyline
 {
@@ -38,8 +33,8 @@ static Polyline Sampled(const Contour& contour, bool bareEnds)
 		{
 			double t = i / 64.0;
 			double u = 1.0 - t;
-			line.x.push_back(u * u * c.p0.x + 2.0 * u * t * c.p1.x + t * t * c.p2.x);
-			line.y.push_back(u * u * c.p0.y + 2.0 * u * t * c.p1.y + t * t * c.p2.y);
+			line.x.push_back(u * u * double(c.p0.x) + 2.0 * u * t * double(c.p1.x) + t * t * double(c.p2.x));
+			line.y.push_back(u * u * double(c.p0.y) + 2.0 * u * t * double(c.p1.y) + t * t * double(c.p2.y));
 		}
 	}
 	return line;
@@ -93,10 +88,10 @@ struct CoverageCase
 
 static void CheckCoverage(const CoverageCase& row, uint32_t format)
 {
-	const float halfWidth = 0.1f;
-	const float pixel = halfWidth / 10.0f;
+	const double halfWidth = 0.1;
+	const double pixel = halfWidth / 10.0;
 	StrokeParameters params;
-	params.width = halfWidth * 2.0f;
+	params.width = float(halfWidth * 2.0);
 	params.cap = row.cap;
 	params.join = row.join;
 	params.miterLimit = row.miterLimit;
@@ -125,18 +120,18 @@ static void CheckCoverage(const CoverageCase& row, uint32_t format)
 		Box2D b = CurveBounds(c);
 		box = Box2D{std::fmin(box.xMin, b.xMin), std::fmin(box.yMin, b.yMin), std::fmax(box.xMax, b.xMax), std::fmax(box.yMax, b.yMax)};
 	}
-	double margin = double(halfWidth) * row.reach + 4.0 * pixel;
-	double limit = double(halfWidth) * row.reach + 2.0 * pixel;
+	double margin = halfWidth * double(row.reach) + 4.0 * pixel;
+	double limit = halfWidth * double(row.reach) + 2.0 * pixel;
 	int32_t missed = 0;
 	int32_t stray = 0;
 	int32_t inside = 0;
 	// Samples a pixel and a half apart, on pixels of `pixel`.
-	for (double y = box.yMin - margin; y <= box.yMax + margin; y += 1.5 * pixel)
+	for (double y = double(box.yMin) - margin; y <= double(box.yMax) + margin; y += 1.5 * pixel)
 	{
-		for (double x = box.xMin - margin; x <= box.xMax + margin; x += 1.5 * pixel)
+		for (double x = double(box.xMin) - margin; x <= double(box.xMax) + margin; x += 1.5 * pixel)
 		{
 			float rgba[4];
-			renderer.Shade(float(x), float(y), pixel, rgba);
+			renderer.Shade(float(x), float(y), float(pixel), rgba);
 			bool near = false;
 			for (const Polyline& line : covered)
 			{
@@ -146,7 +141,7 @@ static void CheckCoverage(const CoverageCase& row, uint32_t format)
 			for (size_t c = 0; near && row.bevelled && c < row.contour.size(); c++)
 			{
 				Point2D corner = row.contour[c].p0;
-				if (std::hypot(x - corner.x, y - corner.y) < halfWidth) near = false;
+				if (std::hypot(x - double(corner.x), y - double(corner.y)) < halfWidth) near = false;
 			}
 			if (near)
 			{

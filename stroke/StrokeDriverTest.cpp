@@ -14,21 +14,6 @@
 
 typedef std::vector<QuadraticCurve> Contour;
 
-static QuadraticCurve Line(float x0, float y0, float x1, float y1)
-{
-	return QuadraticCurve{{x0, y0}, {x1, y1}, {x1, y1}};
-}
-
-static StrokeParameters Params(float width, uint32_t cap, uint32_t join, float miterLimit)
-{
-	StrokeParameters params;
-	params.width = width;
-	params.cap = cap;
-	params.join = join;
-	params.miterLimit = miterLimit;
-	return params;
-}
-
 static Contour Square(float size)
 {
 	return Contour{Line(0, 0, size, 0), Line(size, 0, size, size), Line(size, size, 0, size), Line(0, size, 0, 0)};

@@ -8,6 +8,22 @@
 
 #include "stroke/StrokeDriver.h"
 
+// A straight segment as curves store it.
+inline QuadraticCurve Line(float x0, float y0, float x1, float y1)
+{
+	return QuadraticCurve{{x0, y0}, {x1, y1}, {x1, y1}};
+}
+
+inline StrokeParameters Params(float width, uint32_t cap, uint32_t join, float miterLimit)
+{
+	StrokeParameters params;
+	params.width = width;
+	params.cap = cap;
+	params.join = join;
+	params.miterLimit = miterLimit;
+	return params;
+}
+
 // Bytes around every buffer the writing pass gets; they must stay as set.
 constexpr size_t kGuardBytes = 64;
 constexpr uint8_t kGuardByte = 0xA5;
