@@ -100,6 +100,54 @@ static float Fraction(float value)
 	return value - std::floor(value);
 }
 
+// One curve's crossings of a ray through the sample. `along` are the three
+// points' coordinates on the ray's axis and `across` the other ones, both
+// relative to the sample. The ray along x adds its first root (sign 1); the
+// ray along y subtracts it (sign -1).
+static void AddCrossings(const float* along, const float* across, float pixelsPerEm, float sign, float* coverage, float* weight)
+{
+	uint32_t index = SignBit(across[0]) | (SignBit(across[1]) << 1) | (SignBit(across[2]) << 2);
+	uint32_t code = (kRootCodes >> index) & kRootMask;
+	if (code == 0) return;
+
+	float aAlong = along[0] - 2.0f * along[1] + along[2];
+	float aAcross = across[0] - 2.0f * across[1] + across[2];
+	float bAlong = along[0] - along[1];
+	float bAcross = across[0] - across[1];
+	float t1;
+	float t2;
+	if (std::fabs(aAcross) < kLinearThreshold)
+	{
+		t1 = across[0] * 0.5f / bAcross;
+		t2 = t1;
+	}
+	else
+	{
+		float d = std::sqrt(Larger(bAcross * bAcross - aAcross * across[0], 0.0f));
+		t1 = (bAcross - d) / aAcross;
+		t2 = (bAcross + d) / aAcross;
+	}
+
+	if ((code & 1) != 0)
+	{
+		float r = ((aAlong * t1 - 2.0f * bAlong) * t1 + along[0]) * pixelsPerEm;
+		*coverage += sign * Saturate(r + 0.5f);
+		*weight = Larger(*weight, Saturate(1.0f - 2.0f * std::fabs(r)));
+	}
+	if ((code & 0x100) != 0)
+	{
+		float r = ((aAlong * t2 - 2.0f * bAlong) * t2 + along[0]) * pixelsPerEm;
+		*coverage -= sign * Saturate(r + 0.5f);
+		*weight = Larger(*weight, Saturate(1.0f - 2.0f * std::fabs(r)));
+	}
+}
+
+// The two rays' sums made one coverage, before the fill rule.
+static float CombineCoverage(float xcov, float xwgt, float ycov, float ywgt)
+{
+	return Larger(std::fabs(xcov * xwgt + ycov * ywgt) / Larger(xwgt + ywgt, kLinearThreshold), Smaller(std::fabs(xcov), std::fabs(ycov)));
+}
+
 // Samples along one axis for a pixel of this size: 1 to 4.
 static int32_t SampleCount(float emsPerPixel)
 {
@@ -346,41 +394,9 @@ void EntryRenderer::TraceX(const RenderBand& band, float x, float y, float pixel
 		// The list is sorted by greatest x, descending: once a curve lies
 		// wholly more than half a pixel to the left, so do all behind it.
 		if (Larger(Larger(p0x, p1x), p2x) * pixelsPerEm < -kHalfPixel) break;
-
-		uint32_t index = SignBit(p0y) | (SignBit(p1y) << 1) | (SignBit(p2y) << 2);
-		uint32_t code = (kRootCodes >> index) & kRootMask;
-		if (code == 0) continue;
-
-		float ax = p0x - 2.0f * p1x + p2x;
-		float ay = p0y - 2.0f * p1y + p2y;
-		float bx = p0x - p1x;
-		float by = p0y - p1y;
-		float t1;
-		float t2;
-		if (std::fabs(ay) < kLinearThreshold)
-		{
-			t1 = p0y * 0.5f / by;
-			t2 = t1;
-		}
-		else
-		{
-			float d = std::sqrt(Larger(by * by - ay * p0y, 0.0f));
-			t1 = (by - d) / ay;
-			t2 = (by + d) / ay;
-		}
-
-		if ((code & 1) != 0)
-		{
-			float r = ((ax * t1 - 2.0f * bx) * t1 + p0x) * pixelsPerEm;
-			xcov += Saturate(r + 0.5f);
-			xwgt = Larger(xwgt, Saturate(1.0f - 2.0f * std::fabs(r)));
-		}
-		if ((code & 0x100) != 0)
-		{
-			float r = ((ax * t2 - 2.0f * bx) * t2 + p0x) * pixelsPerEm;
-			xcov -= Saturate(r + 0.5f);
-			xwgt = Larger(xwgt, Saturate(1.0f - 2.0f * std::fabs(r)));
-		}
+		const float along[3] = {p0x, p1x, p2x};
+		const float across[3] = {p0y, p1y, p2y};
+		AddCrossings(along, across, pixelsPerEm, 1.0f, &xcov, &xwgt);
 	}
 	*coverage = xcov;
 	*weight = xwgt;
@@ -417,41 +433,9 @@ void EntryRenderer::TraceY(const RenderBand& band, float x, float y, float pixel
 		float p2x = points[4] - x;
 		float p2y = points[5] - y;
 		if (Larger(Larger(p0y, p1y), p2y) * pixelsPerEm < -kHalfPixel) break;
-
-		uint32_t index = SignBit(p0x) | (SignBit(p1x) << 1) | (SignBit(p2x) << 2);
-		uint32_t code = (kRootCodes >> index) & kRootMask;
-		if (code == 0) continue;
-
-		float ax = p0x - 2.0f * p1x + p2x;
-		float ay = p0y - 2.0f * p1y + p2y;
-		float bx = p0x - p1x;
-		float by = p0y - p1y;
-		float t1;
-		float t2;
-		if (std::fabs(ax) < kLinearThreshold)
-		{
-			t1 = p0x * 0.5f / bx;
-			t2 = t1;
-		}
-		else
-		{
-			float d = std::sqrt(Larger(bx * bx - ax * p0x, 0.0f));
-			t1 = (bx - d) / ax;
-			t2 = (bx + d) / ax;
-		}
-
-		if ((code & 1) != 0)
-		{
-			float r = ((ay * t1 - 2.0f * by) * t1 + p0y) * pixelsPerEm;
-			ycov -= Saturate(r + 0.5f);
-			ywgt = Larger(ywgt, Saturate(1.0f - 2.0f * std::fabs(r)));
-		}
-		if ((code & 0x100) != 0)
-		{
-			float r = ((ay * t2 - 2.0f * by) * t2 + p0y) * pixelsPerEm;
-			ycov += Saturate(r + 0.5f);
-			ywgt = Larger(ywgt, Saturate(1.0f - 2.0f * std::fabs(r)));
-		}
+		const float along[3] = {p0y, p1y, p2y};
+		const float across[3] = {p0x, p1x, p2x};
+		AddCrossings(along, across, pixelsPerEm, -1.0f, &ycov, &ywgt);
 	}
 	*coverage = ycov;
 	*weight = ywgt;
@@ -506,8 +490,7 @@ float EntryRenderer::CalcCoverage(int32_t layer, float x, float y, float emsPerP
 		ywgt /= float(countX);
 	}
 
-	float coverage = Larger(std::fabs(xcov * xwgt + ycov * ywgt) / Larger(xwgt + ywgt, kLinearThreshold),
-		Smaller(std::fabs(xcov), std::fabs(ycov)));
+	float coverage = CombineCoverage(xcov, xwgt, ycov, ywgt);
 	if (evenOdd) coverage = 1.0f - std::fabs(1.0f - 2.0f * Fraction(coverage / 2.0f));
 	else coverage = Saturate(coverage);
 	if (settings.weight) coverage = std::sqrt(coverage);
@@ -582,6 +565,161 @@ void EntryRenderer::Render(int32_t width, int32_t height, int32_t firstRow, int3
 		{
 			float x = minX + (float(i) + 0.5f) * emsPerPixelX;
 			Shade(x, y, emsPerPixelX, emsPerPixelY, out + int64_t(i) * 4);
+		}
+	}
+}
+
+uint32_t StrokeRenderer::Prepare(const StrokeSource* newSource, const float* newColor)
+{
+	source = *newSource;
+	for (int32_t c = 0; c < 4; c++) color[c] = newColor[c];
+	pieces.Clear();
+	corners.Clear();
+	for (int32_t v = 0; v < source.vertexCount; v++)
+	{
+		const uint8_t* record = source.vertices + int64_t(v) * source.vertexStride;
+		float values[9];
+		std::memcpy(values, record, 36);
+		corners.Add(Corner{values[0], values[1], values[2], values[3], values[4], values[5], values[8]});
+	}
+
+	uint32_t result = 0;
+	for (int32_t t = 0; t < source.triangleCount && result == 0; t++)
+	{
+		const uint16_t* triangle = source.indices + int64_t(t) * 3;
+		if (triangle[0] >= source.vertexCount || triangle[1] >= source.vertexCount || triangle[2] >= source.vertexCount)
+		{
+			result = 'OFST';
+			break;
+		}
+		uint32_t words[2];
+		std::memcpy(words, source.vertices + int64_t(triangle[0]) * source.vertexStride + 24, 8);
+		uint32_t column = words[0] & 0xFFFF;
+		uint32_t row = words[0] >> 16;
+		int32_t curveCount = int32_t(words[1] >> 25);
+		int32_t count = pieces.GetCount();
+		if (count > 0)
+		{
+			Piece& last = pieces[count - 1];
+			if (last.column == column && last.row == row && last.curveCount == curveCount)
+			{
+				last.triangleCount++;
+				continue;
+			}
+		}
+		// The chain is curveCount + 1 texels on one row.
+		if (curveCount < 1 || int64_t(column) + curveCount + 1 > source.curveWidth || int64_t(row) >= source.curveHeight) result = 'OFST';
+		pieces.Add(Piece{t, 1, column, row, curveCount});
+	}
+	if (result != 0)
+	{
+		pieces.Clear();
+		corners.Clear();
+	}
+	return result;
+}
+
+float StrokeRenderer::ChainCoverage(const Piece& piece, float u, float v, float pixelsPerEm) const
+{
+	bool floatTexels = (source.curveFormat == 'FLT4');
+	int32_t texelBytes = floatTexels ? 16 : 8;
+	const uint8_t* texel = source.curveData + (int64_t(piece.row) * source.curveWidth + piece.column) * texelBytes;
+	// Point, control, point and so on, each curve ending where the next
+	// starts; relative to the sample.
+	float xs[255];
+	float ys[255];
+	int32_t pointCount = piece.curveCount * 2 + 1;
+	for (int32_t i = 0; i < pointCount; i++)
+	{
+		if (floatTexels)
+		{
+			float point[2];
+			std::memcpy(point, texel + i * 8, 8);
+			xs[i] = point[0] - u;
+			ys[i] = point[1] - v;
+		}
+		else
+		{
+			uint16_t halves[2];
+			std::memcpy(halves, texel + i * 4, 4);
+			xs[i] = HalfToFloat(halves[0]) - u;
+			ys[i] = HalfToFloat(halves[1]) - v;
+		}
+	}
+
+	float xcov = 0.0f;
+	float xwgt = 0.0f;
+	float ycov = 0.0f;
+	float ywgt = 0.0f;
+	for (int32_t i = 0; i + 2 < pointCount; i += 2)
+	{
+		AddCrossings(xs + i, ys + i, pixelsPerEm, 1.0f, &xcov, &xwgt);
+		AddCrossings(ys + i, xs + i, pixelsPerEm, -1.0f, &ycov, &ywgt);
+	}
+	return Saturate(CombineCoverage(xcov, xwgt, ycov, ywgt));
+}
+
+void StrokeRenderer::Shade(float x, float y, float unitsPerPixel, float* rgba) const
+{
+	float push = unitsPerPixel * 0.5f;
+	float alpha = 0.0f;
+	for (int32_t p = 0; p < pieces.GetCount(); p++)
+	{
+		const Piece& piece = pieces[p];
+		for (int32_t t = piece.firstTriangle; t < piece.firstTriangle + piece.triangleCount; t++)
+		{
+			const uint16_t* triangle = source.indices + int64_t(t) * 3;
+			float px[3];
+			float py[3];
+			float pu[3];
+			float pv[3];
+			for (int32_t k = 0; k < 3; k++)
+			{
+				const Corner& corner = corners[triangle[k]];
+				// The local coordinates move with the vertex, through the
+				// scale that maps document units to them.
+				float shiftX = corner.dx * push;
+				float shiftY = corner.dy * push;
+				px[k] = corner.x + shiftX;
+				py[k] = corner.y + shiftY;
+				pu[k] = corner.u + shiftX * corner.scale;
+				pv[k] = corner.v + shiftY * corner.scale;
+			}
+			float e0 = (px[1] - px[0]) * (y - py[0]) - (py[1] - py[0]) * (x - px[0]);
+			float e1 = (px[2] - px[1]) * (y - py[1]) - (py[2] - py[1]) * (x - px[1]);
+			float e2 = (px[0] - px[2]) * (y - py[2]) - (py[0] - py[2]) * (x - px[2]);
+			float area = e0 + e1 + e2;
+			bool inside = (e0 >= 0.0f && e1 >= 0.0f && e2 >= 0.0f) || (e0 <= 0.0f && e1 <= 0.0f && e2 <= 0.0f);
+			if (!inside || area == 0.0f) continue;
+
+			// Each edge value weighs the vertex across from it.
+			float u = (e1 * pu[0] + e2 * pu[1] + e0 * pu[2]) / area;
+			float v = (e1 * pv[0] + e2 * pv[1] + e0 * pv[2]) / area;
+			float scale = corners[triangle[0]].scale;
+			float coverage = ChainCoverage(piece, u, v, 1.0f / (unitsPerPixel * scale));
+			float a = coverage * color[3];
+			alpha = alpha + a * (1.0f - alpha);
+			// A piece is drawn once, whichever of its triangles holds the
+			// sample.
+			break;
+		}
+	}
+	rgba[0] = color[0];
+	rgba[1] = color[1];
+	rgba[2] = color[2];
+	rgba[3] = alpha;
+}
+
+void StrokeRenderer::Render(float minX, float maxY, float unitsPerPixel, int32_t width, int32_t height, float* pixels, int64_t stride) const
+{
+	for (int32_t row = 0; row < height; row++)
+	{
+		float y = maxY - (float(row) + 0.5f) * unitsPerPixel;
+		float* out = pixels + int64_t(row) * stride;
+		for (int32_t i = 0; i < width; i++)
+		{
+			float x = minX + (float(i) + 0.5f) * unitsPerPixel;
+			Shade(x, y, unitsPerPixel, out + int64_t(i) * 4);
 		}
 	}
 }

@@ -140,3 +140,78 @@ class EntryRenderer
 		float gradientRecord[3][4];
 		bool floatCurves;
 };
+
+// A stroked drawing as stroke geometry left it: the curve image its chains are
+// in, its vertices and its triangles.
+struct StrokeSource
+{
+	const uint8_t* curveData;
+	// 'FLT4' for texels of four floats, else four halves.
+	uint32_t curveFormat;
+	int32_t curveWidth;
+	int32_t curveHeight;
+	// `vertexStride` bytes apart: 40 as an album stores them, 68 as they are
+	// built. Only the first 40 bytes are read: position and dilation, local
+	// coordinates, the chain's place and count, and the scale.
+	const uint8_t* vertices;
+	int32_t vertexStride;
+	int32_t vertexCount;
+	// Three indices a triangle, counted from the drawing's first vertex.
+	const uint16_t* indices;
+	int32_t triangleCount;
+};
+
+// Draws stroke pieces the way the shader does: each vertex pushed outward
+// along its dilation vector by half a pixel for each unit of its length, the
+// chain's coverage computed inside each piece's triangles from the local
+// coordinates they carry, and the pieces composited in order, each over what
+// is below.
+class StrokeRenderer
+{
+	public:
+
+		// Groups the triangles into pieces, a run of triangles whose first
+		// vertex names the same chain, and checks that every index lies in
+		// the drawing and every chain in the image. Returns 0 or 'OFST'; on
+		// failure nothing is drawn. The source must outlive the renderer.
+		uint32_t Prepare(const StrokeSource* source, const float* color);
+
+		// The colour at (x, y) for pixels `unitsPerPixel` wide: the stroke
+		// colour, with the pieces' composited coverage times its alpha.
+		void Shade(float x, float y, float unitsPerPixel, float* rgba) const;
+
+		// Draws a `width` x `height` image of pixels `unitsPerPixel` wide,
+		// row 0 at the top (`maxY`), column 0 at `minX`, sampled at centres;
+		// four floats a pixel, `stride` floats from one row to the next.
+		void Render(float minX, float maxY, float unitsPerPixel, int32_t width, int32_t height, float* pixels, int64_t stride) const;
+
+	private:
+
+		struct Piece
+		{
+			int32_t firstTriangle;
+			int32_t triangleCount;
+			uint32_t column;
+			uint32_t row;
+			int32_t curveCount;
+		};
+
+		// A vertex as read: position, dilation, local coordinates, scale.
+		struct Corner
+		{
+			float x;
+			float y;
+			float dx;
+			float dy;
+			float u;
+			float v;
+			float scale;
+		};
+
+		float ChainCoverage(const Piece& piece, float u, float v, float pixelsPerEm) const;
+
+		StrokeSource source{};
+		float color[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+		Array<Piece, 0> pieces;
+		Array<Corner, 0> corners;
+};
