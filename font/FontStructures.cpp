@@ -983,10 +983,13 @@ void FontStructure::ResetGlyphTable()
 	// The count comes from the text and may be far larger than the glyphs
 	// there; since every index below it needs a glyph, a table for the glyphs
 	// that exist decides as well, and its size follows the text's.
+	// Glyphs stand in this Font and in the Fonts it holds.
 	int64_t glyphs = 0;
-	for (const Structure* node = GetFirstSubnode(); node; node = ChildNode<Structure>::NextNode(this, node))
+	for (const Structure* node = GetFirstSubnode(); node;)
 	{
 		if (node->structureType == 'glyf') glyphs++;
+		if (node->structureType == 'font') node = ChildNode<Structure>::NextNode(this, node);
+		else node = ChildNode<Structure>::NextSibling(this, node);
 	}
 
 	int64_t size = ((int64_t(glyphCount) < glyphs) ? int64_t(glyphCount) : glyphs) + 10;
