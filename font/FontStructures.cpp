@@ -869,7 +869,12 @@ void GlyphStructure::BuildCurves(const FontStructure* font, int32_t* budget)
 		}
 		else
 		{
-			if ((node->structureType == 'comp') && (node->GetSuperNode() == root)) frame.component = static_cast<const ComponentStructure*>(node);
+			if ((node->structureType == 'comp') && (node->GetSuperNode() == root))
+			{
+				frame.component = static_cast<const ComponentStructure*>(node);
+				frame.position = 0;
+			}
+
 			frame.node = ChildNode<Structure>::NextSibling(root, node);
 		}
 	}
@@ -1068,10 +1073,11 @@ const FontStructure* FontStructure::GetOwningFont() const
 	return font;
 }
 
-// The glyph of a code in the font's own table, or null.
+// The glyph of a code in the font's own table, or null; entry 0 is no glyph.
 static const GlyphStructure* CodeGlyph(const FontStructure* font, uint32_t code)
 {
-	return font->GetGlyph(font->charTable[code]);
+	uint32_t entry = font->charTable[code];
+	return (entry != 0) ? font->GetGlyph(entry) : nullptr;
 }
 
 // The targets of one glyph link source, each entered in its glyph's list.
@@ -1100,6 +1106,14 @@ static void LinkListTargets(const FontStructure* font, const TypographyStructure
 void FontStructure::FinishFont(VectorDocument* document)
 {
 	const FontStructure* owner = GetOwningFont();
+	for (Structure* node = GetFirstSubnode(); node; node = node->GetNextSubnode())
+	{
+		if (node->structureType != 'glyf') continue;
+		GlyphStructure* glyph = static_cast<GlyphStructure*>(node);
+		glyph->codeList.Clear();
+		glyph->referenceList.Clear();
+	}
+
 	int32_t budget = kComponentBudget;
 	for (Structure* node = GetFirstSubnode(); node; node = node->GetNextSubnode())
 	{
