@@ -14,7 +14,7 @@
 // glyphs they may enter, all glyphs together. Components can name one glyph
 // many times over several levels, so without a bound a short text could ask
 // for more curves than memory holds; past the bound Components add nothing.
-static const int32_t kComponentBudget = 1 << 22;
+static const int32_t kComponentBudget = 1 << 19;
 
 // Entries of Emoji layers taken from one Component.
 static const int32_t kMaxEmojiLayers = 255;
@@ -663,6 +663,7 @@ GlyphStructure::GlyphStructure() : TypographyStructure('glyf')
 	bounds = Box2D{0.0f, 0.0f, 0.0f, 0.0f};
 	lowestX = 0.0f;
 	highestY = 0.0f;
+	curveStackFlag = false;
 }
 
 bool GlyphStructure::ValidateProperty(const Document*, const String& identifier, uint32_t* type, void** value)
@@ -798,6 +799,7 @@ void GlyphStructure::BuildCurves(const FontStructure* font, int32_t* budget)
 	// The recursion over Components runs on an explicit stack, which is also
 	// the guard against cycles: a glyph already on it is skipped.
 	Array<CurveFrame, 8> stack;
+	curveStackFlag = true;
 	stack.Add(CurveFrame{this, GetFirstSubnode(), nullptr, 0, 0});
 	while (stack.GetCount() > 0)
 	{
@@ -816,15 +818,10 @@ void GlyphStructure::BuildCurves(const FontStructure* font, int32_t* budget)
 			const GlyphStructure* glyph = (font) ? font->GetGlyph(glyphIndex) : nullptr;
 			if ((!glyph) || (*budget <= 0)) continue;
 
-			bool onStack = false;
-			for (const CurveFrame& level : stack)
-			{
-				if (level.glyph->index == glyphIndex) onStack = true;
-			}
-
-			if (onStack) continue;
+			if (glyph->curveStackFlag) continue;
 
 			(*budget)--;
+			glyph->curveStackFlag = true;
 			stack.Add(CurveFrame{glyph, glyph->GetFirstSubnode(), nullptr, 0, curves.GetCount()});
 			continue;
 		}
@@ -834,6 +831,7 @@ void GlyphStructure::BuildCurves(const FontStructure* font, int32_t* budget)
 		{
 			// The curves gained from a component glyph take the Component's matrix.
 			int32_t firstCurve = frame.firstCurve;
+			frame.glyph->curveStackFlag = false;
 			stack.RemoveLast();
 			if (top == 0) break;
 

@@ -316,6 +316,10 @@ class GlyphStructure : public TypographyStructure
 		Box2D bounds;
 		float lowestX;
 		float highestY;
+
+		// Set while the glyph's curves are being collected, which guards
+		// against Components that lead back to it.
+		mutable bool curveStackFlag;
 };
 
 class FontStructure : public TypographyStructure, public ListElement<FontStructure>

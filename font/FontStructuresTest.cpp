@@ -191,7 +191,7 @@ TEST(FontStructures, ComponentsCannotMultiplyWithoutBound)
 	ASSERT_EQ(CodeString(document.ParseText(text.c_str())), "0");
 	const GlyphStructure* first = FirstFont(document)->GetGlyph(0);
 	EXPECT_GT(first->curves.GetCount(), 0);
-	EXPECT_LE(first->curves.GetCount(), 1 << 22);
+	EXPECT_LE(first->curves.GetCount(), 1 << 19);
 }
 
 TEST(AddSequenceRule, PlacementAndParts)
