@@ -1,5 +1,7 @@
 #include "font/FontStructures.h"
 
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -308,5 +310,33 @@ TEST(FontStructures, ShiftGlyphIndices)
 	for (const char* part : {"Glyph (index = 3)", "Match {uint32 {3}}", "{uint32[2] {{3, 3}}}", "uint32 {3}\n\t\t\tfloat {1.0}", "\t\t\t\tuint32 {3}\n", "{uint16 {3}}"})
 	{
 		EXPECT_NE(text.find(part), std::string::npos) << part;
+	}
+}
+
+TEST(FontWriter, SampleFontRewritesAndSurvivesEveryTruncation)
+{
+	std::ifstream file(std::string(VORP_SOURCE_DIR) + "/testdata/tessary/font.tess", std::ios::binary);
+	std::string source{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+	ASSERT_FALSE(source.empty());
+
+	VectorDocument document;
+	ASSERT_EQ(CodeString(document.ParseText(source.c_str())), "0") << document.errorLine;
+	const FontStructure* font = FirstFont(document);
+	EXPECT_EQ(font->scaleX, 1000.0f);
+	EXPECT_EQ(font->typoDescent, -0.2f);
+	EXPECT_EQ(font->GetGlyph(4)->codeList.GetCount(), 2);
+	EXPECT_TRUE(font->GetGlyph(5)->alias);
+	EXPECT_FALSE(font->GetGlyph(2)->alias);
+
+	std::string text = kHeader + WriteBody(document);
+	VectorDocument again;
+	ASSERT_EQ(CodeString(again.ParseText(text.c_str())), "0");
+	EXPECT_EQ(kHeader + WriteBody(again), text);
+
+	for (size_t length = 0; length < source.size(); length++)
+	{
+		VectorDocument cut;
+		cut.ParseText(source.substr(0, length).c_str());
+		WriteBody(cut);
 	}
 }
