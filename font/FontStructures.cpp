@@ -1052,11 +1052,6 @@ uint32_t FontStructure::ProcessData(Document* document)
 	return 0;
 }
 
-void FontStructure::ShiftGlyphIndices(int32_t delta)
-{
-	TypographyStructure::ShiftGlyphIndices(delta);
-}
-
 GlyphStructure* FontStructure::GetGlyph(uint32_t glyphIndex) const
 {
 	const FontStructure* owner = GetOwningFont();

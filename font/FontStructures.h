@@ -332,7 +332,6 @@ class FontStructure : public TypographyStructure, public ListElement<FontStructu
 		bool ValidateProperty(const Document* document, const String& identifier, uint32_t* type, void** value) override;
 		bool ValidateSubstructure(const Document* document, const Structure* structure) const override;
 		uint32_t ProcessData(Document* document) override;
-		void ShiftGlyphIndices(int32_t delta) override;
 		void WriteStructure(const VectorDocument* document, TextWriter* writer) const override;
 
 		// The post-load step: glyph curves, code lists, derived metrics and
