@@ -49,10 +49,10 @@ static bool HasStructureSubnode(const Structure* structure)
 	return false;
 }
 
-// A string literal's body. Quotes, backslashes, control bytes and bytes that
-// are not part of a well-formed UTF-8 character are escaped, so that any text
-// a structure holds reads back as the same bytes.
-static void WriteQuotedText(TextWriter* writer, const char* text)
+// Quotes, backslashes, control bytes and bytes that are not part of a
+// well-formed UTF-8 character are escaped, so that any text a structure holds
+// reads back as the same bytes.
+void WriteQuotedText(TextWriter* writer, const char* text)
 {
 	static const char kHexDigits[17] = "0123456789ABCDEF";
 

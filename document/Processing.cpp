@@ -4,6 +4,7 @@
 
 #include "document/Attributes.h"
 #include "document/VectorDocument.h"
+#include "font/FontStructures.h"
 #include "stroke/CurveTools.h"
 #include "support/Math.h"
 
@@ -164,6 +165,7 @@ uint32_t VectorDocument::ProcessDocument()
 	if (result != 0) return result;
 
 	ResolveWalk(&rootStructure, rootStructure.GetFirstSubnode());
+	FinishFonts(this);
 	return 0;
 }
 

@@ -67,5 +67,8 @@ class TextWriter
 		TextWriter& operator=(const TextWriter&) = delete;
 };
 
+// A string literal in double quotes that reads back as the same bytes.
+void WriteQuotedText(TextWriter* writer, const char* text);
+
 // The header comment, a blank line, then every top-level structure.
 void WriteExchangeDocument(const VectorDocument* document, TextWriter* writer);

@@ -3,6 +3,7 @@
 #include "document/Attributes.h"
 #include "document/Shapes.h"
 #include "document/VectorStructure.h"
+#include "font/FontStructures.h"
 #include "support/String.h"
 
 VectorDocument::VectorDocument()
@@ -42,9 +43,24 @@ Structure* VectorDocument::CreateStructure(const String& identifier)
 	if (TextEqual(text, "Circle")) return new CircleStructure;
 	if (TextEqual(text, "Polygon")) return new PolygonStructure;
 	if (TextEqual(text, "Path")) return new PathStructure;
+	if (TextEqual(text, "Font")) return new FontStructure;
+	if (TextEqual(text, "Metric")) return new MetricStructure;
+	if (TextEqual(text, "CharMap")) return new CharMapStructure;
+	if (TextEqual(text, "Advance")) return new AdvanceStructure;
+	if (TextEqual(text, "Bearing")) return new BearingStructure;
+	if (TextEqual(text, "Caret")) return new CaretStructure;
+	if (TextEqual(text, "Kern")) return new KernStructure;
+	if (TextEqual(text, "Match")) return new MatchStructure;
+	if (TextEqual(text, "Rule")) return new RuleStructure;
+	if (TextEqual(text, "Sequence")) return new SequenceStructure;
+	if (TextEqual(text, "Alternate")) return new AlternateStructure;
+	if (TextEqual(text, "Anchor")) return new AnchorStructure;
+	if (TextEqual(text, "Component")) return new ComponentStructure;
+	if (TextEqual(text, "Emoji")) return new EmojiStructure;
+	if (TextEqual(text, "Glyph")) return new GlyphStructure;
 
-	// The font classes (Font, Metric, CharMap, ..., Glyph) are not made here
-	// yet; their identifiers read as unknown structures.
+	// Deliberate: Decompose and Paint are font classes too, but only code
+	// makes them; in a text they are unknown structures.
 	return nullptr;
 }
 

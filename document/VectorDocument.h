@@ -4,6 +4,9 @@
 #include <cstdint>
 
 #include "description/Structure.h"
+#include "support/List.h"
+
+class FontStructure;
 
 // The document owns its tree through rootStructure. The run's settings are
 // set by the command line before anything is loaded; the canvas by Canvas.
@@ -34,4 +37,8 @@ class VectorDocument : public Document
 		float reservedWidth = 0.02f;
 		float reservedMiterLimit = 4.0f;
 		uint32_t reservedJoin = 'BEVL';
+
+		// The top-level Fonts, once finished by processing (not owned: the
+		// tree owns them, and the list lets go of them first).
+		List<FontStructure> assemblyList;
 };

@@ -7,6 +7,7 @@
 #include "description/Literals.h"
 #include "document/TextWriter.h"
 #include "document/VectorDocument.h"
+#include "font/FontAssembly.h"
 #include "support/String.h"
 #include "svg/SvgImporter.h"
 #include "tool/Console.h"
@@ -159,8 +160,7 @@ static int32_t RunDirectoryMode(VectorDocument* document, const char* inputName,
 		}
 	}
 
-	// Gap: font assembly is not built yet, so the loaded documents are not
-	// moved into the output document.
+	AssembleFont(list, documents, document);
 
 	for (int32_t i = count - 1; i >= 0; i--) delete documents[i];
 	std::free(documents);
