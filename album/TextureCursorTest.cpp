@@ -107,12 +107,6 @@ TEST(WriteCurves, ShapeSizeLimit)
 	std::vector<QuadraticCurve> curves(size_t(kBandCurveLimit) + 1, Line(0.0f, 0.0f, 1.0f, 1.0f));
 	TextureCursor cursor = {nullptr, 'HLF4', 4096, 2048, 0, 0};
 
-	// More curves than the workspace starts with make it grow.
-	EXPECT_TRUE(WriteCurves(10000, curves.data(), &cursor, workspace.get()));
-	EXPECT_EQ(workspace->curveLocation[9999].column, 9999 * 2 % 4096);
-	EXPECT_EQ(workspace->curveLocation[9999].row, 9999 * 2 / 4096);
-
-	cursor = {nullptr, 'HLF4', 4096, 2048, 0, 0};
 	EXPECT_TRUE(WriteCurves(kBandCurveLimit, curves.data(), &cursor, workspace.get()));
 	cursor = {nullptr, 'HLF4', 4096, 2048, 0, 0};
 	EXPECT_FALSE(WriteCurves(kBandCurveLimit + 1, curves.data(), &cursor, workspace.get()));
