@@ -44,7 +44,6 @@ TEST(WriteAlbum, WrittenImageSizeAndClearedRow)
 	struct Row { const char* text; uint32_t texel, curveColumn, curveRow, bandColumn, bandRow, curveWidth, curveHeight, bandWidth, bandHeight; };
 	const Row rows[] = {
 		{"nothing used", 8, 0, 0, 0, 0, 0, 1, 1, 1},
-		{"part of one row", 8, 7, 0, 9, 0, 7, 1, 9, 1},
 		{"one full row", 8, 16, 0, 16, 0, 16, 1, 16, 1},
 		{"second row started", 8, 0, 1, 0, 1, 16, 2, 16, 2},
 		{"third row, part used", 8, 3, 2, 15, 2, 16, 3, 16, 3},
@@ -78,7 +77,6 @@ TEST(ComputeAlbumLayout, Offsets)
 	struct Row { const char* text; int32_t entries, pictures, components, strokes, vertices, triangles; uint32_t pictureOffset, vertexOffset, triangleOffset, curveDataOffset; };
 	const Row rows[] = {
 		{"icon, no entries", 0, 0, 0, 0, 0, 0, 0, 0, 0, 192},
-		{"icon, one entry", 1, 0, 0, 0, 0, 0, 0, 0, 0, 320},
 		{"icon, two entries end on a boundary", 2, 0, 0, 0, 0, 0, 0, 0, 0, 384},
 		{"icon ignores picture tables' counts", 1, 0, 5, 5, 5, 5, 0, 0, 0, 320},
 		{"picture, all layers empty", 0, 3, 0, 0, 0, 0, 112, 0, 0, 384},

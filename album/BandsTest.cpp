@@ -100,10 +100,8 @@ TEST(ChooseBandCounts, CandidatesLimitsAndTies)
 	const Row rows[] = {
 		{"limit 10 tries 10", 10, 10, 10, 1},
 		{"limit 9 stops at 8, and 5 ties with 6 to 8", 10, 9, 5, 1},
-		{"limit 1", 10, 1, 1, 1},
 		{"limit 0", 10, 0, 1, 1},
 		{"negative limit", 10, -7, 1, 1},
-		{"twelve lines, limit 12", 12, 12, 12, 1},
 		{"twelve lines, limit 11 tries 10 at most", 12, 11, 6, 1},
 		{"limit clamped to 32", 32, 100, 32, 1},
 		{"limit 31 tries 28 at most", 32, 31, 16, 1},
