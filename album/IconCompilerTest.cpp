@@ -137,6 +137,7 @@ TEST(CompileIconAlbum, ColourRunsBecomeLayers)
 			kEntryLinesOnly | kEntryMultiColor, {{0x00FF, 0x0000}, {0x0000, 0x00FF}, {0x00FF, 0x0000}}},
 		// sRGB 128, 64, 200 stored linear: 55, 13, 147.
 		{"a byte colour and a circle in black", "Rect {Fill {Color {uint8[3] {{128, 64, 200}}}} float[2] {{1, 1}, {4, 4}}} Circle {Fill {} Radius {float {2}} float[2] {{7, 7}}}", kEntryMultiColor, {{0x0D37, 0x0093}, {0x0000, 0x0000}}},
+		{"a curve whose control shares its end's x is no line", "Path {Fill {} float[2]* {M {1, 1}, Q {9, 2}, {9, 8}, L {1, 8}}}", 0, {{0x0000, 0xFF00}}},
 		{"a stroke between two black shapes adds nothing", "Rect {Fill {} float[2] {{1, 1}, {4, 4}}} Line {Stroke {Color {float[3] {{1, 0, 0}}}} float[2] {{0, 0}, {9, 9}}} Rect {Fill {} float[2] {{5, 5}, {9, 8}}}", kEntryLinesOnly, {{0x0000, 0xFF00}}},
 	};
 	// All shapes lie in (0.1, 0.1) to (0.9, 0.9) of the canvas.
