@@ -199,7 +199,7 @@ static int32_t PolygonTriangulation(uint16_t code)
 	return -1;
 }
 
-AlbumHost::AlbumHost()
+AlbumHost::AlbumHost() : dilation(1.0f)
 {
 }
 
@@ -348,8 +348,8 @@ void AlbumHost::AppendPlacedEntry(int32_t index, const float placement[6], const
 			// within eight half pixels.
 			float denominator = 1.0f + n1x * n2x + n1y * n2y;
 			if (denominator < 0.25f) denominator = 0.25f;
-			dx = (n1x + n2x) / denominator;
-			dy = (n1y + n2y) / denominator;
+			dx = (n1x + n2x) * dilation / denominator;
+			dy = (n1y + n2y) * dilation / denominator;
 		}
 
 		HostVertex vertex = {
@@ -382,7 +382,7 @@ void AlbumHost::AppendStroke(const StrokeRecord& stroke, const float placement[6
 		// curve count.
 		uint32_t curves = BitsFromFloat(packed.texcoord[3]) & (kStrokeCountMask << kStrokeCountShift);
 		HostVertex vertex = {
-			{packed.position[0], packed.position[1], packed.position[2], packed.position[3]},
+			{packed.position[0], packed.position[1], packed.position[2] * dilation, packed.position[3] * dilation},
 			{packed.texcoord[0], packed.texcoord[1], packed.texcoord[2], FloatFromBits(curves)},
 			{packed.jacobian[0], packed.jacobian[1], -packed.jacobian[1], packed.jacobian[0]},
 			{0.0f, 0.0f, 0.0f, 0.0f},

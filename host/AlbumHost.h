@@ -77,6 +77,11 @@ class AlbumHost
 		// Returns 0 or a code; on failure the host holds no album.
 		uint32_t Load(const void* data, uint64_t size);
 
+		// How far vertices move out, in half pixels: 1 by default, which
+		// covers every pixel a single sample can touch; 2 with VORP_SUPER,
+		// whose samples spread across the pixel and reach twice as far.
+		void SetDilation(float halfPixels) { dilation = halfPixels; }
+
 		// The album as loaded: records, and both images as raw texels for
 		// upload (curve texels of four f16 or four f32 as the header says,
 		// band texels of two u16).
@@ -103,6 +108,7 @@ class AlbumHost
 		void AppendStroke(const StrokeRecord& stroke, const float placement[6], const float color[4], HostMesh* mesh) const;
 
 		AlbumContents album;
+		float dilation;
 		// Per entry: false when it covers nothing and draws nothing.
 		std::vector<bool> drawable;
 };

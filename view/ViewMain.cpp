@@ -77,6 +77,7 @@ static int View(const char* path, const char* outputPath, int32_t size, bool all
 	AlbumHost host;
 	uint32_t result = host.Load(bytes.data(), bytes.size());
 	if (result != 0) return Fail(std::string("Invalid album: ") + HostResultText(result));
+	host.SetDilation(switches.superSample ? 2.0f : 1.0f);
 	const AlbumContents& album = host.GetContents();
 	int32_t entryCount = album.entries.GetCount();
 	if (entryCount == 0) return Fail("The album has no entries.");
