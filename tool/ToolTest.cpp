@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "album/AlbumReader.h"
+#include "album/ShaderSources.h"
 #include "document/VectorDocument.h"
 #include "tool/Tool.h"
 
@@ -539,6 +540,22 @@ TEST(Tool, RenderedExampleIsAPicture)
 	EXPECT_EQ(bad.status, 1);
 	EXPECT_EQ(bad.output.rfind("Error: ", 0), 0u);
 	EXPECT_EQ(bad.output.find('\n'), bad.output.size() - 1);
+}
+
+TEST(Tool, DumpPrintsTheShaderTexts)
+{
+	RunResult vertex = RunProgram(VORP_DUMP_EXECUTABLE, {"--shader", "vertex"});
+	EXPECT_EQ(vertex.status, 0);
+	EXPECT_EQ(vertex.output, GetShaderSource(kShaderVertex));
+	RunResult fragment = RunProgram(VORP_DUMP_EXECUTABLE, {"--shader", "fragment"});
+	EXPECT_EQ(fragment.status, 0);
+	EXPECT_EQ(fragment.output, GetShaderSource(kShaderFragment));
+	for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--shader", "pixel"}, std::vector<std::string>{"--shader"}})
+	{
+		RunResult bad = RunProgram(VORP_DUMP_EXECUTABLE, arguments);
+		EXPECT_EQ(bad.status, 1);
+		EXPECT_EQ(bad.output, "Error: --shader needs vertex or fragment.\n");
+	}
 }
 
 // The option reader on its own, to see the values it stores.
