@@ -11,6 +11,13 @@
 #include <cstring>
 
 #if defined(__SANITIZE_ADDRESS__)
+#define VORP_LEAK_CHECK 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VORP_LEAK_CHECK 1
+#endif
+#endif
+#ifdef VORP_LEAK_CHECK
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -22,10 +29,19 @@
 // leak checker cannot name them; what they allocate on our calls is theirs.
 struct DriverAllocations
 {
-#if defined(__SANITIZE_ADDRESS__)
-	DriverAllocations() { __lsan_disable(); }
-	~DriverAllocations() { __lsan_enable(); }
+	DriverAllocations()
+	{
+#ifdef VORP_LEAK_CHECK
+		__lsan_disable();
 #endif
+	}
+
+	~DriverAllocations()
+	{
+#ifdef VORP_LEAK_CHECK
+		__lsan_enable();
+#endif
+	}
 };
 
 GlRenderer::GlRenderer() : display(nullptr), context(nullptr), programs{0, 0}
