@@ -1,6 +1,7 @@
 // HostTestSupport: small albums built in memory for the host and viewer tests.
 #pragma once
 
+#include <cstring>
 #include <vector>
 
 #include "album/AlbumTestSupport.h"
@@ -44,6 +45,55 @@ struct IconAlbumBuilder
 		ByteSink sink;
 		EXPECT_EQ(WriteTables(&sink, int32_t(entries.size()), entries.data(), 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr,
 			&curve, &band, compress, nullptr), 0u);
+		return sink.bytes;
+	}
+};
+
+// Filled drawings of a picture album laid by hand, each its own entry with an
+// optional gradient record in front of its curves, all in one picture whose
+// components draw them in opaque black.
+struct PictureAlbumBuilder
+{
+	bool floatCurves;
+	StaleImage curve;
+	StaleImage band{4096, 4, 4, 0, 0, 0};
+	std::vector<EntryRecord> entries;
+
+	explicit PictureAlbumBuilder(bool useFloat) : floatCurves(useFloat), curve(4096, 4, useFloat ? 16 : 8, 0, 0, 0)
+	{
+		curve.cursor.format = useFloat ? 'FLT4' : 'HLF4';
+		band.cursor.format = '16U2';
+	}
+
+	// `gradient` is the record's twelve values: coefficients, two colours.
+	void Fill(const std::vector<QuadraticCurve>& curves, uint16_t flags, uint16_t gradientType, const std::vector<float>& gradient)
+	{
+		TexelLocation record = {uint16_t(curve.cursor.column), uint16_t(curve.cursor.row)};
+		for (size_t k = 0; k < gradient.size(); k++)
+		{
+			uint8_t* texel = static_cast<uint8_t*>(TexelAddress(&curve.cursor, curve.cursor.column + int32_t(k / 4), curve.cursor.row, CurveTexelBytes(curve.cursor.format)));
+			if (floatCurves) std::memcpy(texel + 4 * (k % 4), &gradient[k], 4);
+			else FloatToHalf(reinterpret_cast<uint16_t*>(texel) + k % 4, gradient[k]);
+		}
+		curve.cursor.column += int32_t(gradient.size() / 4);
+		EntryRecord entry{};
+		EXPECT_TRUE(CompileSingleColor(int32_t(curves.size()), curves.data(), &curve.cursor, &band.cursor, &entry, 4, 1.0f, 32, nullptr));
+		// The layer table's colour texel stands where the gradient texel goes.
+		if (gradientType != 0) std::memcpy(TexelAddress(&band.cursor, entry.bandColumn - 1, entry.bandRow, 4), &record, 4);
+		entry.layerColumn = entry.layerRow = 0;
+		entry.entryFlags |= flags;
+		entry.gradientType = gradientType;
+		entries.push_back(entry);
+	}
+
+	Bytes Write()
+	{
+		std::vector<ComponentRecord> components;
+		for (size_t i = 0; i < entries.size(); i++) components.push_back({uint32_t(i), {0, 0, 0, 255}, {1, 0, 0, 1}, 0, 0});
+		PictureRecord picture{0, {}, 0, 0, 1, 1, uint32_t(entries.size()), 64, 0, {}};
+		ByteSink sink;
+		EXPECT_EQ(WriteTables(&sink, int32_t(entries.size()), entries.data(), 1, &picture, int32_t(components.size()), components.data(), 0, nullptr,
+			0, nullptr, 0, nullptr, &curve, &band, false, nullptr, floatCurves), 0u);
 		return sink.bytes;
 	}
 };

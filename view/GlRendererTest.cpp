@@ -119,6 +119,41 @@ TEST(GlRenderer, DrawsIconsAsTheProcessorDoes)
 	}
 }
 
+// Picture entries: gradients, even-odd and curves stored as halves or as
+// floats, through OpenGL and on the processor.
+TEST(GlRenderer, DrawsPictureFillsAsTheProcessorDoes)
+{
+	for (bool floatCurves : {false, true})
+	{
+		SCOPED_TRACE(floatCurves ? "FLT4" : "HLF4");
+		PictureAlbumBuilder builder(floatCurves);
+		builder.Fill(HostSquare(), 0, 1, {0.0625f, 0.03125f, -0.25f, 0, 1, 0, 0, 1, 0, 0.5f, 1, 0.5f});
+		builder.Fill(HostBlob(), 0, 2, {2, 2, 0.25f, 0, 0.2f, 0.9f, 0.1f, 1, 1, 1, 0, 0.25f});
+		builder.Fill(HostNested(), kEntryEvenOdd, 0, {});
+		Bytes bytes = builder.Write();
+		AlbumHost host;
+		ASSERT_EQ(CodeString(host.Load(bytes.data(), bytes.size())), "0");
+		GlRenderer gl;
+		std::string error;
+		if (!gl.Open(GlSwitches(), &error)) GTEST_SKIP() << error;
+		// White, so the gradients show in every channel.
+		RenderSettings settings;
+		SetDefaultRenderSettings(&settings);
+		settings.color[0] = settings.color[1] = settings.color[2] = 1.0f;
+		std::vector<float> colors(12, 1.0f);
+		for (int32_t size : {16, 45, 128})
+		{
+			SCOPED_TRACE(size);
+			GlImage drawn;
+			ASSERT_TRUE(gl.DrawEntries(host, 0, 3, colors.data(), size, &drawn, &error)) << error;
+			GlImage expected = DrawOnProcessor(host, settings, size);
+			int32_t worst = 0;
+			float difference = LargestDifference(drawn, expected, &worst);
+			EXPECT_LE(difference, 0.01f) << "pixel " << worst % drawn.width << ", " << worst / drawn.width;
+		}
+	}
+}
+
 TEST(GlRenderer, RefusesImagesPastItsLimit)
 {
 	IconAlbumBuilder builder;
