@@ -1,6 +1,7 @@
 // HostTestSupport: small albums built in memory for the host and viewer tests.
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -58,6 +59,12 @@ struct PictureAlbumBuilder
 	StaleImage curve;
 	StaleImage band{4096, 4, 4, 0, 0, 0};
 	std::vector<EntryRecord> entries;
+	std::vector<StrokeRecord> strokes;
+	std::vector<PackedStrokeVertex> vertices;
+	std::vector<StrokeTriangle> triangles;
+	// Component references in drawing order.
+	std::vector<uint32_t> order;
+	float box[4] = {0, 0, 1, 1};
 
 	explicit PictureAlbumBuilder(bool useFloat) : floatCurves(useFloat), curve(4096, 4, useFloat ? 16 : 8, 0, 0, 0)
 	{
@@ -66,8 +73,9 @@ struct PictureAlbumBuilder
 	}
 
 	// `gradient` is the record's twelve values: coefficients, two colours.
-	void Fill(const std::vector<QuadraticCurve>& curves, uint16_t flags, uint16_t gradientType, const std::vector<float>& gradient)
+	void Fill(const std::vector<QuadraticCurve>& curves, uint16_t flags, uint16_t gradientType, const std::vector<float>& gradient, bool drawn = true)
 	{
+		if (drawn) order.push_back(uint32_t(entries.size()));
 		TexelLocation record = {uint16_t(curve.cursor.column), uint16_t(curve.cursor.row)};
 		for (size_t k = 0; k < gradient.size(); k++)
 		{
@@ -86,14 +94,57 @@ struct PictureAlbumBuilder
 		entries.push_back(entry);
 	}
 
+	// A stroke piece: a closed chain of straight curves through `points`,
+	// each texel a point and the next control point (here the next point),
+	// under a quad of two triangles `margin` further out than its box, in
+	// local coordinates equal to the positions.
+	void Stroke(const std::vector<Point2D>& points, float margin)
+	{
+		TexelLocation chain = {uint16_t(curve.cursor.column), uint16_t(curve.cursor.row)};
+		Box2D bounds = {points[0].x, points[0].y, points[0].x, points[0].y};
+		for (size_t i = 0; i <= points.size(); i++)
+		{
+			const Point2D& point = points[i % points.size()];
+			const Point2D& next = points[(i + 1) % points.size()];
+			float values[4] = {point.x, point.y, next.x, next.y};
+			uint8_t* texel = static_cast<uint8_t*>(TexelAddress(&curve.cursor, curve.cursor.column + int32_t(i), curve.cursor.row, CurveTexelBytes(curve.cursor.format)));
+			for (int k = 0; k < 4; k++)
+			{
+				if (floatCurves) std::memcpy(texel + 4 * k, &values[k], 4);
+				else FloatToHalf(reinterpret_cast<uint16_t*>(texel) + k, values[k]);
+			}
+			bounds = {std::min(bounds.xMin, point.x), std::min(bounds.yMin, point.y), std::max(bounds.xMax, point.x), std::max(bounds.yMax, point.y)};
+		}
+		curve.cursor.column += int32_t(points.size()) + 1;
+		uint32_t locationBits = uint32_t(chain.column) | (uint32_t(chain.row) << 16);
+		uint32_t countBits = uint32_t(points.size()) << 25;
+		float location, count;
+		std::memcpy(&location, &locationBits, 4);
+		std::memcpy(&count, &countBits, 4);
+		uint32_t first = uint32_t(vertices.size());
+		const float corners[4][2] = {{-1, -1}, {1, -1}, {1, 1}, {-1, 1}};
+		for (const auto& corner : corners)
+		{
+			float x = (corner[0] < 0) ? bounds.xMin - margin : bounds.xMax + margin;
+			float y = (corner[1] < 0) ? bounds.yMin - margin : bounds.yMax + margin;
+			vertices.push_back({{x, y, corner[0], corner[1]}, {x, y, location, count}, {1, 0}});
+		}
+		order.push_back(~uint32_t(strokes.size()));
+		strokes.push_back({first, 4, uint32_t(triangles.size()), 2});
+		triangles.push_back({{0, 1, 2}});
+		triangles.push_back({{0, 2, 3}});
+	}
+
 	Bytes Write()
 	{
 		std::vector<ComponentRecord> components;
-		for (size_t i = 0; i < entries.size(); i++) components.push_back({uint32_t(i), {0, 0, 0, 255}, {1, 0, 0, 1}, 0, 0});
-		PictureRecord picture{0, {}, 0, 0, 1, 1, uint32_t(entries.size()), 64, 0, {}};
+		for (uint32_t reference : order) components.push_back({reference, {0, 0, 0, 255}, {1, 0, 0, 1}, 0, 0});
+		uint32_t strokeOffset = strokes.empty() ? 0 : uint32_t(64 + 32 * components.size());
+		PictureRecord picture{0, {}, box[0], box[1], box[2], box[3], uint32_t(components.size()), 64, strokeOffset, {}};
 		ByteSink sink;
-		EXPECT_EQ(WriteTables(&sink, int32_t(entries.size()), entries.data(), 1, &picture, int32_t(components.size()), components.data(), 0, nullptr,
-			0, nullptr, 0, nullptr, &curve, &band, false, nullptr, floatCurves), 0u);
+		EXPECT_EQ(WriteTables(&sink, int32_t(entries.size()), entries.data(), 1, &picture, int32_t(components.size()), components.data(),
+			int32_t(strokes.size()), strokes.data(), int32_t(vertices.size()), vertices.data(), int32_t(triangles.size()), triangles.data(),
+			&curve, &band, false, nullptr, floatCurves), 0u);
 		return sink.bytes;
 	}
 };

@@ -7,6 +7,7 @@
 #include <GL/gl.h>
 #include <GL/glext.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 
@@ -44,7 +45,35 @@ struct DriverAllocations
 	}
 };
 
-GlRenderer::GlRenderer() : display(nullptr), context(nullptr), programs{0, 0}
+// Owns the objects of one drawing, so every path frees them.
+struct GlObjects
+{
+	GLuint textures[2] = {0, 0};
+	GLuint framebuffer = 0;
+	GLuint renderbuffer = 0;
+	GLuint vertexArray = 0;
+	GLuint buffers[2] = {0, 0};
+
+	GlObjects()
+	{
+		glGenTextures(2, textures);
+		glGenFramebuffers(1, &framebuffer);
+		glGenRenderbuffers(1, &renderbuffer);
+		glGenVertexArrays(1, &vertexArray);
+		glGenBuffers(2, buffers);
+	}
+
+	~GlObjects()
+	{
+		glDeleteBuffers(2, buffers);
+		glDeleteVertexArrays(1, &vertexArray);
+		glDeleteRenderbuffers(1, &renderbuffer);
+		glDeleteFramebuffers(1, &framebuffer);
+		glDeleteTextures(2, textures);
+	}
+};
+
+GlRenderer::GlRenderer() : display(nullptr), context(nullptr), programs{0, 0}, premultipliedOutput(false), objects(nullptr)
 {
 }
 
@@ -56,6 +85,8 @@ GlRenderer::~GlRenderer()
 void GlRenderer::Close()
 {
 	DriverAllocations driver;
+	delete objects;
+	objects = nullptr;
 	if (context)
 	{
 		for (uint32_t& program : programs)
@@ -198,36 +229,9 @@ bool GlRenderer::Open(const GlSwitches& switches, std::string* error)
 	programs[0] = BuildProgram(switches, false, error);
 	if (programs[0] == 0) return false;
 	programs[1] = BuildProgram(switches, true, error);
+	premultipliedOutput = switches.coverage;
 	return programs[1] != 0;
 }
-
-// Owns the objects of one drawing, so every path frees them.
-struct GlObjects
-{
-	GLuint textures[2] = {0, 0};
-	GLuint framebuffer = 0;
-	GLuint renderbuffer = 0;
-	GLuint vertexArray = 0;
-	GLuint buffers[2] = {0, 0};
-
-	GlObjects()
-	{
-		glGenTextures(2, textures);
-		glGenFramebuffers(1, &framebuffer);
-		glGenRenderbuffers(1, &renderbuffer);
-		glGenVertexArrays(1, &vertexArray);
-		glGenBuffers(2, buffers);
-	}
-
-	~GlObjects()
-	{
-		glDeleteBuffers(2, buffers);
-		glDeleteVertexArrays(1, &vertexArray);
-		glDeleteRenderbuffers(1, &renderbuffer);
-		glDeleteFramebuffers(1, &framebuffer);
-		glDeleteTextures(2, textures);
-	}
-};
 
 static void UploadTexture(GLuint texture, GLint format, GLsizei width, GLsizei height, GLenum layout, GLenum type, const void* data)
 {
@@ -238,100 +242,105 @@ static void UploadTexture(GLuint texture, GLint format, GLsizei width, GLsizei h
 	glTexImage2D(GL_TEXTURE_2D, 0, format, width, height, 0, layout, type, data);
 }
 
-bool GlRenderer::DrawEntries(const AlbumHost& host, int32_t first, int32_t count, const float* colors, int32_t size, GlImage* image,
-	std::string* error)
+// Uploads the album's images and makes a float image to draw into.
+bool GlRenderer::Begin(const AlbumHost& host, int32_t width, int32_t height, std::string* error)
 {
-	DriverAllocations driver;
 	const AlbumContents& album = host.GetContents();
 	GLint maxSize = 0;
 	glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE, &maxSize);
-	if (size < 1 || count < 1 || int64_t(size) * count > maxSize)
+	if (width < 1 || height < 1 || width > maxSize || height > maxSize)
 	{
 		*error = "The image is larger than this OpenGL can draw.";
 		return false;
 	}
-
-	GlObjects objects;
+	delete objects;
+	objects = new GlObjects();
 	// An image of no texels still needs a texture to bind.
 	static const uint8_t kZero[16] = {};
 	bool floatCurves = (album.header.curveFormat == 'FLT4');
 	bool noCurves = (album.curveData == nullptr);
-	UploadTexture(objects.textures[0], floatCurves ? GL_RGBA32F : GL_RGBA16F, noCurves ? 1 : GLsizei(album.header.curveWidth),
+	UploadTexture(objects->textures[0], floatCurves ? GL_RGBA32F : GL_RGBA16F, noCurves ? 1 : GLsizei(album.header.curveWidth),
 		noCurves ? 1 : GLsizei(album.header.curveHeight), GL_RGBA, floatCurves ? GL_FLOAT : GL_HALF_FLOAT,
 		noCurves ? kZero : album.curveData);
-	UploadTexture(objects.textures[1], GL_RG16UI, GLsizei(album.header.bandWidth), GLsizei(album.header.bandHeight), GL_RG_INTEGER,
+	UploadTexture(objects->textures[1], GL_RG16UI, GLsizei(album.header.bandWidth), GLsizei(album.header.bandHeight), GL_RG_INTEGER,
 		GL_UNSIGNED_SHORT, album.bandData);
 
-	image->width = size * count;
-	image->height = size;
-	glBindFramebuffer(GL_FRAMEBUFFER, objects.framebuffer);
-	glBindRenderbuffer(GL_RENDERBUFFER, objects.renderbuffer);
-	glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA32F, image->width, image->height);
-	glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, objects.renderbuffer);
+	glBindFramebuffer(GL_FRAMEBUFFER, objects->framebuffer);
+	glBindRenderbuffer(GL_RENDERBUFFER, objects->renderbuffer);
+	glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA32F, width, height);
+	glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, objects->renderbuffer);
 	if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE)
 	{
 		*error = "OpenGL cannot draw into a float image.";
 		return false;
 	}
-	glDisable(GL_BLEND);
 	glDisable(GL_DEPTH_TEST);
 	glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
 	glClear(GL_COLOR_BUFFER_BIT);
 
-	glBindVertexArray(objects.vertexArray);
-	glBindBuffer(GL_ARRAY_BUFFER, objects.buffers[0]);
-	glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, objects.buffers[1]);
+	glBindVertexArray(objects->vertexArray);
+	glBindBuffer(GL_ARRAY_BUFFER, objects->buffers[0]);
+	glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, objects->buffers[1]);
 	for (GLuint location = 0; location < 5; location++)
 	{
 		glEnableVertexAttribArray(location);
 		glVertexAttribPointer(location, 4, GL_FLOAT, GL_FALSE, sizeof(HostVertex), reinterpret_cast<const void*>(size_t(location) * 16));
 	}
 	glActiveTexture(GL_TEXTURE0);
-	glBindTexture(GL_TEXTURE_2D, objects.textures[0]);
+	glBindTexture(GL_TEXTURE_2D, objects->textures[0]);
 	glActiveTexture(GL_TEXTURE1);
-	glBindTexture(GL_TEXTURE_2D, objects.textures[1]);
+	glBindTexture(GL_TEXTURE_2D, objects->textures[1]);
+	return true;
+}
 
-	for (int32_t cell = 0; cell < count; cell++)
+// Fits `box` (minX, minY, maxX, maxY) into a square of `size` pixels whose
+// left edge is `cellLeft`, as vorp-render lays out a cell.
+static void FitBox(const float box[4], int32_t size, int32_t cellLeft, int32_t* left, int32_t* top, int32_t* width, int32_t* height)
+{
+	float boxWidth = box[2] - box[0];
+	float boxHeight = box[3] - box[1];
+	*width = size;
+	*height = size;
+	if (boxWidth > boxHeight) *height = int32_t(float(size) * (boxHeight / boxWidth) + 0.5f);
+	else *width = int32_t(float(size) * (boxWidth / boxHeight) + 0.5f);
+	if (*width < 1) *width = 1;
+	if (*height < 1) *height = 1;
+	*left = cellLeft + (size - *width) / 2;
+	*top = (size - *height) / 2;
+}
+
+// Draws a mesh with `box` mapped onto a viewport, row 0 of the image at the top.
+void GlRenderer::Draw(const HostMesh& mesh, const float box[4], int32_t left, int32_t top, int32_t width, int32_t height, int32_t imageHeight)
+{
+	glViewport(left, imageHeight - top - height, width, height);
+	float boxWidth = box[2] - box[0];
+	float boxHeight = box[3] - box[1];
+	// The box onto the whole viewport, y up.
+	const float matrix[16] = {
+		2.0f / boxWidth, 0.0f, 0.0f, -(box[2] + box[0]) / boxWidth,
+		0.0f, 2.0f / boxHeight, 0.0f, -(box[3] + box[1]) / boxHeight,
+		0.0f, 0.0f, 0.0f, 0.0f,
+		0.0f, 0.0f, 0.0f, 1.0f};
+	glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(mesh.vertices.size() * sizeof(HostVertex)), mesh.vertices.data(), GL_STREAM_DRAW);
+	glBufferData(GL_ELEMENT_ARRAY_BUFFER, GLsizeiptr(mesh.indices.size() * 4), mesh.indices.data(), GL_STREAM_DRAW);
+	for (const HostDraw& draw : mesh.draws)
 	{
-		int32_t index = first + cell;
-		HostMesh mesh;
-		if (host.AppendEntry(index, colors + cell * 4, true, &mesh) != 0 || mesh.draws.empty()) continue;
-		const EntryRecord& entry = album.entries[index];
-		float boxWidth = entry.maxX - entry.minX;
-		float boxHeight = entry.maxY - entry.minY;
-		// The cell layout of vorp-render, row 0 at the top.
-		int32_t width = size;
-		int32_t height = size;
-		if (boxWidth > boxHeight) height = int32_t(float(size) * (boxHeight / boxWidth) + 0.5f);
-		else width = int32_t(float(size) * (boxWidth / boxHeight) + 0.5f);
-		if (width < 1) width = 1;
-		if (height < 1) height = 1;
-		int32_t left = cell * size + (size - width) / 2;
-		int32_t top = (size - height) / 2;
-		glViewport(left, size - top - height, width, height);
-
-		// The box onto the whole viewport, y up.
-		const float matrix[16] = {
-			2.0f / boxWidth, 0.0f, 0.0f, -(entry.maxX + entry.minX) / boxWidth,
-			0.0f, 2.0f / boxHeight, 0.0f, -(entry.maxY + entry.minY) / boxHeight,
-			0.0f, 0.0f, 0.0f, 0.0f,
-			0.0f, 0.0f, 0.0f, 1.0f};
-		glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(mesh.vertices.size() * sizeof(HostVertex)), mesh.vertices.data(), GL_STREAM_DRAW);
-		glBufferData(GL_ELEMENT_ARRAY_BUFFER, GLsizeiptr(mesh.indices.size() * 4), mesh.indices.data(), GL_STREAM_DRAW);
-		for (const HostDraw& draw : mesh.draws)
-		{
-			GLuint program = programs[draw.layered ? 1 : 0];
-			glUseProgram(program);
-			glUniform4fv(glGetUniformLocation(program, "vorp_matrix"), 4, matrix);
-			glUniform2f(glGetUniformLocation(program, "vorp_viewport"), float(width), float(height));
-			glDrawElements(GL_TRIANGLES, GLsizei(draw.indexCount), GL_UNSIGNED_INT, reinterpret_cast<const void*>(size_t(draw.firstIndex) * 4));
-		}
+		GLuint program = programs[draw.layered ? 1 : 0];
+		glUseProgram(program);
+		glUniform4fv(glGetUniformLocation(program, "vorp_matrix"), 4, matrix);
+		glUniform2f(glGetUniformLocation(program, "vorp_viewport"), float(width), float(height));
+		glDrawElements(GL_TRIANGLES, GLsizei(draw.indexCount), GL_UNSIGNED_INT, reinterpret_cast<const void*>(size_t(draw.firstIndex) * 4));
 	}
+}
 
-	// OpenGL's rows run bottom to top.
+// Reads the image back, top row first.
+bool GlRenderer::Finish(GlImage* image, std::string* error)
+{
 	std::vector<float> flipped(size_t(image->width) * size_t(image->height) * 4);
 	glPixelStorei(GL_PACK_ALIGNMENT, 1);
 	glReadPixels(0, 0, image->width, image->height, GL_RGBA, GL_FLOAT, flipped.data());
+	delete objects;
+	objects = nullptr;
 	if (glGetError() != GL_NO_ERROR)
 	{
 		*error = "OpenGL failed to draw the album.";
@@ -345,4 +354,64 @@ bool GlRenderer::DrawEntries(const AlbumHost& host, int32_t first, int32_t count
 			rowFloats * sizeof(float));
 	}
 	return true;
+}
+
+bool GlRenderer::DrawEntries(const AlbumHost& host, int32_t first, int32_t count, const float* colors, int32_t size, GlImage* image,
+	std::string* error)
+{
+	DriverAllocations driver;
+	if (size < 1 || count < 1 || int64_t(size) * count > 0x7FFFFFFF)
+	{
+		*error = "The image is larger than this OpenGL can draw.";
+		return false;
+	}
+	image->width = size * count;
+	image->height = size;
+	if (!Begin(host, image->width, image->height, error)) return false;
+	// Each entry replaces what lies under it: the exact shader output.
+	glDisable(GL_BLEND);
+	const AlbumContents& album = host.GetContents();
+	for (int32_t cell = 0; cell < count; cell++)
+	{
+		HostMesh mesh;
+		if (host.AppendEntry(first + cell, colors + cell * 4, true, &mesh) != 0 || mesh.draws.empty()) continue;
+		const EntryRecord& entry = album.entries[first + cell];
+		const float box[4] = {entry.minX, entry.minY, entry.maxX, entry.maxY};
+		int32_t left, top, width, height;
+		FitBox(box, size, cell * size, &left, &top, &width, &height);
+		Draw(mesh, box, left, top, width, height, size);
+	}
+	return Finish(image, error);
+}
+
+bool GlRenderer::DrawPicture(const AlbumHost& host, int32_t picture, int32_t size, GlImage* image, std::string* error)
+{
+	DriverAllocations driver;
+	const AlbumContents& album = host.GetContents();
+	HostMesh mesh;
+	uint32_t result = host.AppendPicture(picture, true, &mesh);
+	if (result != 0)
+	{
+		*error = HostResultText(result);
+		return false;
+	}
+	const PictureRecord& record = album.pictures[picture];
+	const float box[4] = {record.minX, record.minY, record.maxX, record.maxY};
+	if (!(box[2] > box[0]) || !(box[3] > box[1]) || !std::isfinite(box[2] - box[0]) || !std::isfinite(box[3] - box[1]))
+	{
+		*error = "The picture covers no area.";
+		return false;
+	}
+	image->width = size;
+	image->height = size;
+	if (!Begin(host, size, size, error)) return false;
+	// Components are drawn in order, each over the ones before; the shader
+	// gives straight alpha unless built with VORP_COVERAGE.
+	glEnable(GL_BLEND);
+	if (premultipliedOutput) glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+	else glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+	int32_t left, top, width, height;
+	FitBox(box, size, 0, &left, &top, &width, &height);
+	Draw(mesh, box, left, top, width, height, size);
+	return Finish(image, error);
 }

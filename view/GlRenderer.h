@@ -6,6 +6,8 @@
 #include <vector>
 
 class AlbumHost;
+struct HostMesh;
+struct GlObjects;
 
 // Which of the shaders' optional switches are on. VORP_MULTICOLOR,
 // VORP_STROKE, VORP_GRADIENT and VORP_EVENODD are always on, the first in a
@@ -52,11 +54,23 @@ class GlRenderer
 		bool DrawEntries(const AlbumHost& host, int32_t first, int32_t count, const float* colors, int32_t size, GlImage* image,
 			std::string* error);
 
+		// Draws one picture of a picture album, fills and strokes in order,
+		// blended over transparent black, its box fitted into a square of
+		// `size` pixels as an entry is fitted into its cell. The pixels are
+		// premultiplied by alpha. False with `error` set.
+		bool DrawPicture(const AlbumHost& host, int32_t picture, int32_t size, GlImage* image, std::string* error);
+
 	private:
 
 		void Close();
+		bool Begin(const AlbumHost& host, int32_t width, int32_t height, std::string* error);
+		bool Finish(GlImage* image, std::string* error);
+		void Draw(const HostMesh& mesh, const float box[4], int32_t left, int32_t top, int32_t width, int32_t height, int32_t imageHeight);
 
 		void* display;
 		void* context;
 		uint32_t programs[2];
+		bool premultipliedOutput;
+		// The objects of the drawing under way.
+		GlObjects* objects;
 };

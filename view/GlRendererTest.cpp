@@ -154,6 +154,40 @@ TEST(GlRenderer, DrawsPictureFillsAsTheProcessorDoes)
 	}
 }
 
+// A stroke piece's chain, read without bands, covers its pixels as the
+// banded path covers the same outline: a picture of one stroke whose chain
+// is the square against the processor's drawing of the square as an entry.
+TEST(GlRenderer, StrokeChainsCoverAsBandedEntriesDo)
+{
+	for (bool floatCurves : {false, true})
+	{
+		SCOPED_TRACE(floatCurves ? "FLT4" : "HLF4");
+		PictureAlbumBuilder builder(floatCurves);
+		builder.Fill(HostSquare(), 0, 0, {}, false);
+		builder.Stroke({{2, 2}, {14, 2}, {14, 14}, {2, 14}}, 1.0f);
+		const float box[4] = {2, 2, 14, 14};
+		std::copy(box, box + 4, builder.box);
+		Bytes bytes = builder.Write();
+		AlbumHost host;
+		ASSERT_EQ(CodeString(host.Load(bytes.data(), bytes.size())), "0");
+		GlRenderer gl;
+		std::string error;
+		if (!gl.Open(GlSwitches(), &error)) GTEST_SKIP() << error;
+		RenderSettings settings;
+		SetDefaultRenderSettings(&settings);
+		for (int32_t size : {16, 45, 128})
+		{
+			SCOPED_TRACE(size);
+			GlImage drawn;
+			ASSERT_TRUE(gl.DrawPicture(host, 0, size, &drawn, &error)) << error;
+			GlImage expected = DrawOnProcessor(host, settings, size);
+			int32_t worst = 0;
+			float difference = LargestDifference(drawn, expected, &worst);
+			EXPECT_LE(difference, 0.01f) << "pixel " << worst % drawn.width << ", " << worst / drawn.width;
+		}
+	}
+}
+
 TEST(GlRenderer, RefusesImagesPastItsLimit)
 {
 	IconAlbumBuilder builder;
