@@ -164,6 +164,9 @@ TEST(GlRenderer, StrokeChainsCoverAsBandedEntriesDo)
 		SCOPED_TRACE(floatCurves ? "FLT4" : "HLF4");
 		PictureAlbumBuilder builder(floatCurves);
 		builder.Fill(HostSquare(), 0, 0, {}, false);
+		// Away from the band image's texels of the same column, so that a
+		// shader that read the chain's place as band headers would fail.
+		builder.curve.cursor.column += 100;
 		builder.Stroke({{2, 2}, {14, 2}, {14, 14}, {2, 14}}, 1.0f);
 		const float box[4] = {2, 2, 14, 14};
 		std::copy(box, box + 4, builder.box);
