@@ -1,4 +1,4 @@
-// vorp-view: draws an album's entries through OpenGL with the product's shaders and writes them as a PNG image.
+// vorp-view: draws an album's entries, or one picture, through OpenGL with the product's shaders and writes a PNG image.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -70,7 +70,8 @@ static void EntryColor(const AlbumContents& album, int32_t entry, float* color)
 	}
 }
 
-static int View(const char* path, const char* outputPath, int32_t size, bool allEntries, uint32_t entryIndex, const GlSwitches& switches)
+static int View(const char* path, const char* outputPath, int32_t size, bool allEntries, uint32_t entryIndex, int64_t pictureIndex,
+	const GlSwitches& switches)
 {
 	std::vector<uint8_t> bytes;
 	if (!ReadFile(path, &bytes)) return Fail("Cannot read album file.");
@@ -79,19 +80,32 @@ static int View(const char* path, const char* outputPath, int32_t size, bool all
 	if (result != 0) return Fail(std::string("Invalid album: ") + HostResultText(result));
 	host.SetDilation(switches.superSample ? 2.0f : 1.0f);
 	const AlbumContents& album = host.GetContents();
-	int32_t entryCount = album.entries.GetCount();
-	if (entryCount == 0) return Fail("The album has no entries.");
-	if (!allEntries && entryIndex >= uint32_t(entryCount)) return Fail("No such entry.");
-	int32_t first = allEntries ? 0 : int32_t(entryIndex);
-	int32_t count = allEntries ? entryCount : 1;
-
-	std::vector<float> colors(size_t(count) * 4);
-	for (int32_t i = 0; i < count; i++) EntryColor(album, first + i, colors.data() + size_t(i) * 4);
-
 	GlRenderer renderer;
 	std::string error;
 	GlImage image;
-	if (!renderer.Open(switches, &error) || !renderer.DrawEntries(host, first, count, colors.data(), size, &image, &error)) return Fail(error);
+	if (pictureIndex >= 0)
+	{
+		if (pictureIndex >= album.pictures.GetCount()) return Fail("No such picture.");
+		if (!renderer.Open(switches, &error) || !renderer.DrawPicture(host, int32_t(pictureIndex), size, &image, &error)) return Fail(error);
+		// Blending leaves premultiplied pixels; straight ones are wanted
+		// unless asked otherwise.
+		for (size_t i = 0; !switches.coverage && i < image.pixels.size(); i += 4)
+		{
+			float alpha = image.pixels[i + 3];
+			for (size_t c = 0; c < 3; c++) image.pixels[i + c] = (alpha > 0.0f) ? image.pixels[i + c] / alpha : 0.0f;
+		}
+	}
+	else
+	{
+		int32_t entryCount = album.entries.GetCount();
+		if (entryCount == 0) return Fail("The album has no entries.");
+		if (!allEntries && entryIndex >= uint32_t(entryCount)) return Fail("No such entry.");
+		int32_t first = allEntries ? 0 : int32_t(entryIndex);
+		int32_t count = allEntries ? entryCount : 1;
+		std::vector<float> colors(size_t(count) * 4);
+		for (int32_t i = 0; i < count; i++) EntryColor(album, first + i, colors.data() + size_t(i) * 4);
+		if (!renderer.Open(switches, &error) || !renderer.DrawEntries(host, first, count, colors.data(), size, &image, &error)) return Fail(error);
+	}
 
 	EncodeSrgbPixels(image.pixels.data(), int64_t(image.width) * image.height, switches.coverage);
 	std::vector<uint8_t> pixels(image.pixels.size());
@@ -119,6 +133,7 @@ int main(int argc, char** argv)
 	uint32_t size = kDefaultSize;
 	bool allEntries = true;
 	uint32_t entryIndex = 0;
+	int64_t pictureIndex = -1;
 	GlSwitches switches;
 	for (int i = 1; i < argc; i++)
 	{
@@ -138,6 +153,13 @@ int main(int argc, char** argv)
 			allEntries = false;
 			i++;
 		}
+		else if (std::strcmp(argv[i], "--picture") == 0)
+		{
+			uint32_t value = 0;
+			if (i + 1 >= argc || !ReadNumber(argv[i + 1], 0x7FFFFFFFu, &value)) return Fail("--picture needs a picture index.");
+			pictureIndex = value;
+			i++;
+		}
 		else if (std::strcmp(argv[i], "--premultiplied") == 0) switches.coverage = true;
 		else if (std::strcmp(argv[i], "--weight") == 0) switches.weight = true;
 		else if (std::strcmp(argv[i], "--super") == 0) switches.superSample = true;
@@ -149,5 +171,5 @@ int main(int argc, char** argv)
 	}
 	if (!path) return Fail("No album file given.");
 	if (!outputPath) return Fail("No output file given.");
-	return View(path, outputPath, int32_t(size), allEntries, entryIndex, switches);
+	return View(path, outputPath, int32_t(size), allEntries, entryIndex, pictureIndex, switches);
 }
