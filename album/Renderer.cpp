@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "album/AlbumReader.h"
+#include "album/IconCompiler.h"
 
 // Curves touch the ray's sample only if they reach closer than half a pixel.
 constexpr float kHalfPixel = 0.5f;
@@ -67,6 +68,22 @@ void ConvertToBytes(const float* channels, int64_t count, uint8_t* bytes)
 		if (!(value > 0.0f)) bytes[i] = 0;
 		else if (value >= 1.0f) bytes[i] = 255;
 		else bytes[i] = uint8_t(value * 255.0f + 0.5f);
+	}
+}
+
+void EncodeSrgbPixels(float* pixels, int64_t count, bool premultiplied)
+{
+	for (int64_t i = 0; i < count; i++)
+	{
+		float* pixel = pixels + i * 4;
+		float alpha = pixel[3];
+		for (int32_t c = 0; c < 3; c++)
+		{
+			float value = pixel[c];
+			if (premultiplied) value = (alpha > 0.0f) ? value / alpha : 0.0f;
+			value = (value > 0.0f) ? LinearToSrgb((value < 1.0f) ? value : 1.0f) : 0.0f;
+			pixel[c] = premultiplied ? value * alpha : value;
+		}
 	}
 }
 

@@ -40,6 +40,12 @@ float HalfToFloat(uint16_t bits);
 // clamping to 0..1. NaN becomes 0, so no garbage in the image reaches a file.
 void ConvertToBytes(const float* channels, int64_t count, uint8_t* bytes);
 
+// The album's colours are linear light and PNG pixels are sRGB, so colour
+// channels of `count` RGBA float pixels are encoded on the way out; alpha
+// stays linear. Premultiplied colour is divided by alpha first so the curve
+// applies to the colour itself.
+void EncodeSrgbPixels(float* pixels, int64_t count, bool premultiplied);
+
 // Result codes of Prepare, besides the reader's 'OFST':
 //   'ENTR' no entry of that index.
 //   'FRMT' a gradient type the renderer doesn't know, or band counts above 255.

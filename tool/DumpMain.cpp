@@ -1,5 +1,5 @@
-// vorp-dump: prints an album's header, directory and records as text, and on
-// request the band headers and lists of one entry.
+// vorp-dump: prints an album's header, directory and records as text, on
+// request the band headers and lists of one entry, or one of the shader texts.
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
@@ -8,6 +8,7 @@
 
 #include "album/AlbumReader.h"
 #include "album/Renderer.h"
+#include "album/ShaderSources.h"
 #include "support/Code.h"
 #include "support/FloatMode.h"
 #include "tool/AlbumLoad.h"
@@ -275,7 +276,16 @@ int main(int argc, char** argv)
 	uint32_t bandEntry = 0;
 	for (int i = 1; i < argc; i++)
 	{
-		if (std::strcmp(argv[i], "--bands") == 0)
+		if (std::strcmp(argv[i], "--shader") == 0)
+		{
+			// The shader texts need no album: print and stop.
+			const char* stage = (i + 1 < argc) ? argv[i + 1] : "";
+			if (std::strcmp(stage, "vertex") == 0) std::fputs(GetShaderSource(kShaderVertex), stdout);
+			else if (std::strcmp(stage, "fragment") == 0) std::fputs(GetShaderSource(kShaderFragment), stdout);
+			else return Fail("--shader needs vertex or fragment.");
+			return 0;
+		}
+		else if (std::strcmp(argv[i], "--bands") == 0)
 		{
 			if (i + 1 >= argc || !ReadIndex(argv[i + 1], &bandEntry)) return Fail("--bands needs an entry index.");
 			showBands = true;

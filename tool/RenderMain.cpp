@@ -64,25 +64,6 @@ static void EntryColor(const AlbumContents& album, int32_t entry, float* color)
 // keeping the box's proportions: the longer side fills the cell, the shorter
 // one is centred. Returns 0 or the renderer's code.
 
-// The album's colours are linear light and PNG pixels are sRGB, so colour
-// channels are encoded on the way out; alpha stays linear. Premultiplied
-// colour is divided by alpha first so the curve applies to the colour itself.
-static void EncodeSrgb(float* pixels, int32_t count, bool premultiplied)
-{
-	for (int32_t i = 0; i < count; i++)
-	{
-		float* pixel = pixels + int64_t(i) * 4;
-		float alpha = pixel[3];
-		for (int32_t c = 0; c < 3; c++)
-		{
-			float value = pixel[c];
-			if (premultiplied) value = (alpha > 0.0f) ? value / alpha : 0.0f;
-			value = (value > 0.0f) ? LinearToSrgb((value < 1.0f) ? value : 1.0f) : 0.0f;
-			pixel[c] = premultiplied ? value * alpha : value;
-		}
-	}
-}
-
 static uint32_t DrawEntry(const AlbumContents& album, int32_t index, const RenderSettings& base, int32_t size,
 	uint8_t* image, int64_t imageWidth, int64_t cellX, float* row)
 {
@@ -107,7 +88,7 @@ static uint32_t DrawEntry(const AlbumContents& album, int32_t index, const Rende
 	for (int32_t y = 0; y < height; y++)
 	{
 		renderer.Render(width, height, y, 1, row, int64_t(width) * 4);
-		EncodeSrgb(row, width, settings.premultiplied);
+		EncodeSrgbPixels(row, width, settings.premultiplied);
 		ConvertToBytes(row, int64_t(width) * 4, image + ((top + y) * imageWidth + left) * 4);
 	}
 	return 0;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "album/AlbumReader.h"
+#include "album/ShaderSources.h"
 #include "document/VectorDocument.h"
 #include "tool/Tool.h"
 
@@ -565,6 +566,22 @@ TEST(Tool, RenderRunsWithDenormalsAsZero)
 	std::string png = ReadWhole(picture);
 	ASSERT_GE(png.size(), 48u + 4u * 17u);
 	for (size_t pixel = 0; pixel < 16; pixel++) EXPECT_EQ(png[48 + (pixel / 4) * 17 + 1 + (pixel % 4) * 4 + 3], 0) << "pixel " << pixel;
+}
+
+TEST(Tool, DumpPrintsTheShaderTexts)
+{
+	RunResult vertex = RunProgram(VORP_DUMP_EXECUTABLE, {"--shader", "vertex"});
+	EXPECT_EQ(vertex.status, 0);
+	EXPECT_EQ(vertex.output, GetShaderSource(kShaderVertex));
+	RunResult fragment = RunProgram(VORP_DUMP_EXECUTABLE, {"--shader", "fragment"});
+	EXPECT_EQ(fragment.status, 0);
+	EXPECT_EQ(fragment.output, GetShaderSource(kShaderFragment));
+	for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--shader", "pixel"}, std::vector<std::string>{"--shader"}})
+	{
+		RunResult bad = RunProgram(VORP_DUMP_EXECUTABLE, arguments);
+		EXPECT_EQ(bad.status, 1);
+		EXPECT_EQ(bad.output, "Error: --shader needs vertex or fragment.\n");
+	}
 }
 
 // The option reader on its own, to see the values it stores.
