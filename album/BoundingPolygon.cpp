@@ -31,6 +31,9 @@ const uint8_t kTriangulationDiagonals[kTriangulationCount][3][2] =
 constexpr int32_t kDirectionCount = 128;
 constexpr int32_t kHalfDirectionCount = 64;
 
+// Angles are bytes: 256 to the turn.
+constexpr int32_t kAngleCount = 256;
+
 // (cos a, sin a) for a = 2 pi k / 128, k = 0 to 63, nearest floats. The
 // other half of the circle is the negation, exactly.
 static const float kDirections[kHalfDirectionCount][2] =
@@ -115,6 +118,30 @@ struct PolygonSearch
 	// negates every term of Cramer's rule exactly, so one computation
 	// serves both orders.
 	Point2D meet[kDirectionCount][kDirectionCount];
+
+	// Pruning, when `prune` is set. The polygon of all kept lines, whose
+	// corner j is where line j meets line j + 1, lies inside every
+	// candidate, and a candidate's doubled area is exactly that polygon's
+	// (`outlineArea`) plus, for each pair of consecutive lines i, j, the
+	// doubled area `excess[i][j]` between the corner where they meet and the
+	// kept polygon's corners from i to j (cyclically). The identity is pure
+	// algebra of points on common lines, so it holds for any lines; only
+	// rounding separates it from the area a candidate computes, and
+	// `margin` is many times the largest such rounding. A subtree is left
+	// out only where even its least area, less the margin, cannot beat the
+	// best so far, so the same candidates are accepted, in the same order,
+	// as in the search that tries them all.
+	bool pruning;
+	bool prune;
+	double outlineArea;
+	double margin;
+	double excess[kDirectionCount][kDirectionCount];
+	// The least excess that completes the cycle from the line chosen at a
+	// depth back to the first line, and the excess of the path so far.
+	double completion[kMaxPolygonVertices][kDirectionCount];
+	double pathExcess[kMaxPolygonVertices];
+	// The first kept line whose angle is at least a, for a = 0 to 256.
+	int32_t firstAtAngle[kAngleCount + 1];
 };
 
 static float Greatest(float a, float b)
@@ -238,6 +265,97 @@ static int32_t KeepLines(const float* support, int32_t step, TangentLine* kept)
 	return keptCount;
 }
 
+// Where two lines meet, exactly enough that the point lies on both lines
+// far below the pruning margin.
+static void IntersectPrecisely(const TangentLine& a, const TangentLine& b, double* x, double* y)
+{
+	double determinant = double(a.nx) * double(b.ny) - double(b.nx) * double(a.ny);
+	*x = (double(a.distance) * double(b.ny) - double(b.distance) * double(a.ny)) / determinant;
+	*y = (double(a.nx) * double(b.distance) - double(b.nx) * double(a.distance)) / determinant;
+}
+
+// The turn from angle a forward to angle b, in angle bytes.
+static int32_t AngleGap(int32_t a, int32_t b)
+{
+	return (b - a + kAngleCount) % kAngleCount;
+}
+
+// Candidates' consecutive lines, the closing pair included, are between
+// these gaps apart in every search.
+constexpr int32_t kLeastGap = 8;
+constexpr int32_t kGreatestGap = 112;
+
+// Sets up the excess table and the margin. Leaves `prune` clear, so that
+// every candidate is tried, where anything is not finite or the edge factor
+// could make a cost less than its area.
+static void PreparePruning(PolygonSearch* search)
+{
+	search->prune = false;
+	int32_t lineCount = search->lineCount;
+	if (!search->pruning || lineCount < 3 || !(search->edgeFactor >= 0.0f)) return;
+
+	double cornerX[kDirectionCount];
+	double cornerY[kDirectionCount];
+	double largest = 0.0;
+	for (int32_t j = 0; j < lineCount; j++)
+	{
+		IntersectPrecisely(search->lines[j], search->lines[(j + 1) % lineCount], &cornerX[j], &cornerY[j]);
+		if (!std::isfinite(cornerX[j]) || !std::isfinite(cornerY[j])) return;
+		largest = std::fmax(largest, std::fmax(std::fabs(cornerX[j]), std::fabs(cornerY[j])));
+		largest = std::fmax(largest, std::fabs(double(search->lines[j].distance)));
+	}
+
+	// chain[t]: the doubled signed area swept from corner 0 to corner t
+	// along the kept polygon, around it twice so that paths may wrap.
+	double chain[2 * kDirectionCount + 1];
+	chain[0] = 0.0;
+	for (int32_t t = 0; t < 2 * lineCount; t++)
+	{
+		int32_t a = t % lineCount;
+		int32_t b = (t + 1) % lineCount;
+		chain[t + 1] = chain[t] + (cornerX[a] * cornerY[b] - cornerX[b] * cornerY[a]);
+	}
+	search->outlineArea = chain[lineCount];
+
+	for (int32_t i = 0; i < lineCount; i++)
+	{
+		for (int32_t j = 0; j < lineCount; j++)
+		{
+			int32_t gap = AngleGap(search->lines[i].angle, search->lines[j].angle);
+			if (gap < kLeastGap || gap > kGreatestGap) continue;
+
+			const Point2D& meet = search->meet[i][j];
+			double x = double(meet.x);
+			double y = double(meet.y);
+			if (!std::isfinite(x) || !std::isfinite(y)) return;
+			largest = std::fmax(largest, std::fmax(std::fabs(x), std::fabs(y)));
+
+			// The path corner i, ..., corner j - 1, then the meeting point,
+			// runs against the polygon's direction; its excess is the
+			// negated doubled area.
+			int32_t end = (j > i) ? j : j + lineCount;
+			int32_t last = (end - 1) % lineCount;
+			double swept = (chain[end - 1] - chain[i]) + (cornerX[last] * y - x * cornerY[last]) + (x * cornerY[i] - cornerX[i] * y);
+			search->excess[i][j] = -swept;
+		}
+	}
+
+	// The rounding of the meeting points off their lines, of the candidates'
+	// own sums and of these tables stays below a few thousand units of the
+	// last place of the largest squared coordinate; this is sixteen times that
+	// and more. The absolute part covers values flushed to zero.
+	search->margin = largest * largest * 0x1p-8 + 0x1p-100;
+	if (!std::isfinite(search->margin) || !std::isfinite(search->outlineArea)) return;
+
+	int32_t index = 0;
+	for (int32_t a = 0; a <= kAngleCount; a++)
+	{
+		while (index < lineCount && search->lines[index].angle < a) index++;
+		search->firstAtAngle[a] = index;
+	}
+	search->prune = true;
+}
+
 static void PrepareSearch(PolygonSearch* search, int32_t lineCount)
 {
 	search->lineCount = lineCount;
@@ -250,6 +368,7 @@ static void PrepareSearch(PolygonSearch* search, int32_t lineCount)
 			search->meet[j][i] = point;
 		}
 	}
+	PreparePruning(search);
 }
 
 static float CrossTerm(const Point2D& a, const Point2D& b)
@@ -376,6 +495,68 @@ static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
 	for (int32_t i = 0; i < sides; i++) search->best[i] = v[i];
 }
 
+// The angles that line `depth` may take after line `previous`, for a
+// candidate whose first line has angle `first`.
+static void AngleWindow(const SearchBounds& bounds, int32_t depth, int32_t first, int32_t previousAngle, int32_t* low, int32_t* high)
+{
+	*low = Larger(previousAngle + bounds.minGap, first + bounds.floor[depth]);
+	*high = Smaller(Smaller(previousAngle + bounds.maxGap, first + bounds.cap[depth]), kAngleCount - 1);
+}
+
+// Fills `completion` for the candidates whose first line is `first`, from
+// the last depth back: the least excess over every way the angle bounds let
+// the cycle close from each line that a depth can reach.
+static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds, int32_t first)
+{
+	int32_t firstAngle = search->lines[first].angle;
+	int32_t last = bounds.sides - 1;
+	for (int32_t depth = last; depth >= 0; depth--)
+	{
+		int32_t from = first;
+		int32_t to = first + 1;
+		if (depth > 0)
+		{
+			int32_t low = firstAngle + Larger(depth * bounds.minGap, bounds.floor[depth]);
+			int32_t high = Smaller(Smaller(firstAngle + depth * bounds.maxGap, firstAngle + bounds.cap[depth]), kAngleCount - 1);
+			if (low > high) continue;
+			from = search->firstAtAngle[low];
+			to = search->firstAtAngle[high + 1];
+		}
+
+		for (int32_t x = from; x < to; x++)
+		{
+			if (depth == last)
+			{
+				search->completion[depth][x] = search->excess[x][first];
+				continue;
+			}
+			int32_t low;
+			int32_t high;
+			AngleWindow(bounds, depth + 1, firstAngle, search->lines[x].angle, &low, &high);
+			double least = INFINITY;
+			if (low <= high)
+			{
+				const double* row = search->excess[x];
+				const double* next = search->completion[depth + 1];
+				for (int32_t y = search->firstAtAngle[low], end = search->firstAtAngle[high + 1]; y < end; y++)
+				{
+					double value = row[y] + next[y];
+					least = (value < least) ? value : least;
+				}
+			}
+			search->completion[depth][x] = least;
+		}
+	}
+}
+
+// True when every candidate below the lines chosen so far, the last of them
+// `index` at `depth`, must have at least the best cost's area.
+static bool CannotWin(PolygonSearch* search, int32_t depth, int32_t index)
+{
+	double least = search->outlineArea + search->pathExcess[depth] + search->completion[depth][index];
+	return least - search->margin >= 2.0 * double(search->bestCost);
+}
+
 // Chooses line number `depth` of the candidate among the kept lines from
 // `start` on, within the angle bounds, and goes deeper; the last line closes
 // the polygon and the candidate is tried. Angles rise along the kept list,
@@ -389,9 +570,7 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 	{
 		int32_t first = search->lines[search->chosen[0]].angle;
 		previous = search->chosen[depth - 1];
-		int32_t previousAngle = search->lines[previous].angle;
-		low = Larger(previousAngle + bounds.minGap, first + bounds.floor[depth]);
-		high = Smaller(Smaller(previousAngle + bounds.maxGap, first + bounds.cap[depth]), 255);
+		AngleWindow(bounds, depth, first, search->lines[previous].angle, &low, &high);
 	}
 
 	for (int32_t index = start; index < search->lineCount; index++)
@@ -403,9 +582,21 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		search->chosen[depth] = index;
 		if (depth == 0)
 		{
+			if (search->prune)
+			{
+				ComputeCompletions(search, bounds, index);
+				search->pathExcess[0] = 0.0;
+				if (CannotWin(search, 0, index)) continue;
+			}
 			search->crossSum[0] = 0.0f;
 			ExtendCandidate(search, bounds, 1, index + 1);
 			continue;
+		}
+
+		if (search->prune)
+		{
+			search->pathExcess[depth] = search->pathExcess[depth - 1] + search->excess[previous][index];
+			if (CannotWin(search, depth, index)) continue;
 		}
 
 		// Vertex depth - 1 is where this line meets the one before.
@@ -499,8 +690,8 @@ static uint16_t ExactPolygon(int32_t count, const QuadraticCurve* curves, uint16
 	return code;
 }
 
-uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
-	uint16_t* outVertices, int32_t maxVertices, float edgeFactor)
+static uint16_t FindBoundingPolygon(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
+	uint16_t* outVertices, int32_t maxVertices, float edgeFactor, bool pruning)
 {
 	if (maxVertices == 0) return 0;
 	if (groupCount <= 0 || !counts || !curveArrays) return 0;
@@ -522,8 +713,8 @@ uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const
 	float support[kDirectionCount];
 	ComputeSupport(groupCount, counts, curveArrays, support);
 
-	// The search holds a table of 128 x 128 points; it lives here, on the
-	// stack, so that the computation stays reentrant.
+	// The search holds tables of 128 x 128 points and excesses, some 260 KB;
+	// they live here, on the stack, so that the computation stays reentrant.
 	TangentLine kept[kDirectionCount];
 	PolygonSearch search;
 	search.lines = kept;
@@ -531,6 +722,7 @@ uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const
 	search.bestCost = INFINITY;
 	search.bestSides = 0;
 	search.bestCode = 0;
+	search.pruning = pruning;
 
 	PrepareSearch(&search, KeepLines(support, 1, kept));
 	SearchPolygons(&search, kTriangleBounds);
@@ -545,4 +737,16 @@ uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const
 	if (search.bestSides == 0) return 0;
 	StoreVertices(search.best, search.bestSides, outVertices);
 	return search.bestCode;
+}
+
+uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
+	uint16_t* outVertices, int32_t maxVertices, float edgeFactor)
+{
+	return FindBoundingPolygon(groupCount, counts, curveArrays, outVertices, maxVertices, edgeFactor, true);
+}
+
+uint16_t ComputeBoundingPolygonExhaustive(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
+	uint16_t* outVertices, int32_t maxVertices, float edgeFactor)
+{
+	return FindBoundingPolygon(groupCount, counts, curveArrays, outVertices, maxVertices, edgeFactor, false);
 }
