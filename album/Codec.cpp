@@ -388,41 +388,58 @@ uint32_t Decompress(const void* inputData, uint32_t inputSize, void* outputData,
 
 	while (position < inputSize)
 	{
-		uint32_t first = input[position++];
-
-		// Short tokens far from both ends copy whole blocks: a literal token
-		// moves 32 bytes and a near match 16 at a time, the bytes past the
-		// token's own to be overwritten by the tokens after it.
-		if ((inputSize - position >= 32) && (outputSize - written >= 64))
+		// Short tokens far from both ends copy whole blocks, the bytes past
+		// a token's own to be overwritten by the tokens after it: 32 for
+		// literals, 16 at a time for a match. Any other token, and every
+		// token near an end, takes the checked path below.
+		const uint8_t* in = input + position;
+		uint8_t* out = output + written;
+		const uint8_t* inSafe = input + ((inputSize > 40) ? inputSize - 40 : 0);
+		uint8_t* outSafe = output + ((outputSize > 64) ? outputSize - 64 : 0);
+		while ((in < inSafe) && (out < outSafe))
 		{
+			uint32_t first = *in;
 			if (first < 0x20)
 			{
-				std::memcpy(output + written, input + position, 32);
-				uint32_t count = first + 1;
-				position += count;
-				written += count;
+				std::memcpy(out, in + 1, 32);
+				in += first + 2;
+				out += first + 1;
 				continue;
 			}
-			if ((first & 0xE0) == 0x40)
+			uint32_t family = first & 0xE0;
+			if ((family != 0x40) && (family != 0x80)) break;
+			uint32_t length = (first & 0x1F) + 4;
+			size_t distance = in[1];
+			if (family == 0x80)
 			{
-				uint32_t length = (first & 0x1F) + 4;
-				uint32_t distance = uint32_t(input[position++]) + 1;
-				if (distance > written) return 'DIST';
-				uint8_t* destination = output + written;
-				if (distance >= 16)
-				{
-					// Each block reads only bytes already written.
-					for (uint32_t i = 0; i < length; i += 16) std::memcpy(destination + i, destination + i - distance, 16);
-				}
-				else
-				{
-					CopyMatch(destination, length, distance);
-				}
-				written += length;
-				continue;
+				distance = (distance << 8) | in[2];
+				in++;
 			}
+			distance++;
+			if (distance > size_t(out - output)) return 'DIST';
+			in += 2;
+			if (distance >= 16)
+			{
+				// Each block reads only bytes already written.
+				std::memcpy(out, out - distance, 16);
+				std::memcpy(out + 16, out + 16 - distance, 16);
+				if (length > 32) std::memcpy(out + 32, out + 32 - distance, 16);
+			}
+			else if (distance >= 8)
+			{
+				for (uint32_t i = 0; i < length; i += 8) std::memcpy(out + i, out + i - distance, 8);
+			}
+			else
+			{
+				CopyMatch(out, length, uint32_t(distance));
+			}
+			out += length;
 		}
+		position = uint32_t(in - input);
+		written = uint32_t(out - output);
+		if (position >= inputSize) break;
 
+		uint32_t first = input[position++];
 		if (first >= 0xC0) break;
 
 		// Only whether the low 5 bits are zero tells the one-byte length form
