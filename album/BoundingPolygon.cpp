@@ -280,6 +280,16 @@ static int32_t AngleGap(int32_t a, int32_t b)
 	return (b - a + kAngleCount) % kAngleCount;
 }
 
+// The greatest of `largest` and the magnitudes of x and y; all are finite.
+static double GreatestMagnitude(double largest, double x, double y)
+{
+	double a = std::fabs(x);
+	double b = std::fabs(y);
+	if (a > largest) largest = a;
+	if (b > largest) largest = b;
+	return largest;
+}
+
 // Candidates' consecutive lines, the closing pair included, are between
 // these gaps apart in every search.
 constexpr int32_t kLeastGap = 8;
@@ -301,8 +311,8 @@ static void PreparePruning(PolygonSearch* search)
 	{
 		IntersectPrecisely(search->lines[j], search->lines[(j + 1) % lineCount], &cornerX[j], &cornerY[j]);
 		if (!std::isfinite(cornerX[j]) || !std::isfinite(cornerY[j])) return;
-		largest = std::fmax(largest, std::fmax(std::fabs(cornerX[j]), std::fabs(cornerY[j])));
-		largest = std::fmax(largest, std::fabs(double(search->lines[j].distance)));
+		largest = GreatestMagnitude(largest, cornerX[j], cornerY[j]);
+		largest = GreatestMagnitude(largest, double(search->lines[j].distance), 0.0);
 	}
 
 	// chain[t]: the doubled signed area swept from corner 0 to corner t
@@ -328,7 +338,7 @@ static void PreparePruning(PolygonSearch* search)
 			double x = double(meet.x);
 			double y = double(meet.y);
 			if (!std::isfinite(x) || !std::isfinite(y)) return;
-			largest = std::fmax(largest, std::fmax(std::fabs(x), std::fabs(y)));
+			largest = GreatestMagnitude(largest, x, y);
 
 			// The path corner i, ..., corner j - 1, then the meeting point,
 			// runs against the polygon's direction; its excess is the

@@ -241,8 +241,10 @@ static void LoadImageSets(const std::string& directory, std::vector<ImageSet>* s
 	std::string name = directory;
 	while (!name.empty() && name.back() == '/') name.pop_back();
 	name = name.substr(name.find_last_of('/') + 1);
-	ImageSet curves{name + "_curves"};
-	ImageSet bands{name + "_bands"};
+	ImageSet curves;
+	ImageSet bands;
+	curves.name = name + "_curves";
+	bands.name = name + "_bands";
 	DIR* folder = opendir(directory.c_str());
 	if (!folder) return;
 	std::vector<std::string> files;
