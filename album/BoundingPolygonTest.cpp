@@ -256,7 +256,7 @@ static const int kRandomOutlines = 120, kHexagonEvery = 3, kLeastCompared = 2000
 #else
 // Unoptimised builds, the sanitizer builds among them, try every candidate
 // many times more slowly: fewer outlines there.
-static const int kRandomOutlines = 30, kHexagonEvery = 10, kLeastCompared = 500;
+static const int kRandomOutlines = 12, kHexagonEvery = 15, kLeastCompared = 200;
 #endif
 
 TEST(ComputeBoundingPolygon, PrunedSearchAgreesWithTryingEveryCandidate)
