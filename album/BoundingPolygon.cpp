@@ -142,6 +142,11 @@ struct PolygonSearch
 	double pathExcess[kMaxPolygonVertices];
 	// The first kept line whose angle is at least a, for a = 0 to 256.
 	int32_t firstAtAngle[kAngleCount + 1];
+	// The kept polygon's corners, and a distance far above the rounding of
+	// any meeting point off its lines.
+	double cornerX[kDirectionCount];
+	double cornerY[kDirectionCount];
+	double reach;
 };
 
 static float Greatest(float a, float b)
@@ -304,8 +309,8 @@ static void PreparePruning(PolygonSearch* search)
 	int32_t lineCount = search->lineCount;
 	if (!search->pruning || lineCount < 3 || !(search->edgeFactor >= 0.0f)) return;
 
-	double cornerX[kDirectionCount];
-	double cornerY[kDirectionCount];
+	double* cornerX = search->cornerX;
+	double* cornerY = search->cornerY;
 	double largest = 0.0;
 	for (int32_t j = 0; j < lineCount; j++)
 	{
@@ -355,6 +360,7 @@ static void PreparePruning(PolygonSearch* search)
 	// last place of the largest squared coordinate; this is sixteen times that
 	// and more. The absolute part covers values flushed to zero.
 	search->margin = largest * largest * 0x1p-8 + 0x1p-100;
+	search->reach = largest * 0x1p-12;
 	if (!std::isfinite(search->margin) || !std::isfinite(search->outlineArea)) return;
 
 	int32_t index = 0;
@@ -412,6 +418,38 @@ static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D*
 	// polygon that fails against this bound fails against its true cost.
 	float bound = float(sides - 3) * Sqrt(shortest) * 0.99f;
 	if (area + kDiagonalPrice * search->edgeFactor * bound >= search->bestCost) return 0;
+
+	// A closer bound before the lengths are worked: every triangulation's
+	// sum from correctly rounded roots, less a thousandth, which is far
+	// more than the fast roots and the sums can differ from them. Only a
+	// price that cannot lower the cost may refuse on it.
+	if (search->edgeFactor >= 0.0f)
+	{
+		float low[kMaxPolygonVertices][kMaxPolygonVertices];
+		bool finite = true;
+		for (int32_t a = 0; a < sides; a++)
+		{
+			for (int32_t b = a + 2; b < sides; b++)
+			{
+				if (a == 0 && b == sides - 1) continue;
+				float value = squared[a][b];
+				finite = finite && (value <= 3.4e38f);
+				low[a][b] = (value < kMinNormal) ? 0.0f : float(std::sqrt(double(value)));
+				low[b][a] = low[a][b];
+			}
+		}
+		if (finite)
+		{
+			float leastSum = INFINITY;
+			for (int32_t t = first; t < first + count; t++)
+			{
+				float sum = 0.0f;
+				for (int32_t d = 0; d < sides - 3; d++) sum += low[kTriangulationDiagonals[t][d][0]][kTriangulationDiagonals[t][d][1]];
+				if (sum < leastSum) leastSum = sum;
+			}
+			if (area + kDiagonalPrice * search->edgeFactor * (leastSum * 0.999f) >= search->bestCost) return 0;
+		}
+	}
 
 	float length[kMaxPolygonVertices][kMaxPolygonVertices];
 	for (int32_t a = 0; a < sides; a++)
@@ -559,6 +597,92 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 	}
 }
 
+// The least distance from (x, y) to the ray from (ox, oy) along (tx, ty), a
+// unit vector, less the rounding allowance.
+static double RayDistance(double x, double y, double ox, double oy, double tx, double ty, double reach)
+{
+	double along = (x - ox) * tx + (y - oy) * ty;
+	if (along < 0.0) along = 0.0;
+	double dx = x - ox - along * tx;
+	double dy = y - oy - along * ty;
+	double distance = std::sqrt(dx * dx + dy * dy) - reach;
+	return (distance > 0.0) ? distance : 0.0;
+}
+
+// With every line but the last chosen, true when no last line can give a
+// cheaper candidate: its least area plus the price of the least diagonals.
+// The last two vertices are unknown, but each lies on a known line beyond
+// the kept polygon's edge on it: the one after the known vertices on the
+// line chosen last, past that edge's end; the one before the first vertex
+// on the first line, before that edge's start. A diagonal to either is at
+// least the distance from its known end to that ray.
+static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& bounds, int32_t depth, int32_t index)
+{
+	int32_t sides = bounds.sides;
+	int32_t lineCount = search->lineCount;
+	const Point2D* v = search->vertices;
+
+	// Ray of vertex sides - 2 along line `index`; ray of vertex sides - 1
+	// backwards along the first line.
+	const TangentLine& last = search->lines[index];
+	const TangentLine& first = search->lines[search->chosen[0]];
+	int32_t firstCorner = (search->chosen[0] + lineCount - 1) % lineCount;
+	double rayX[2] = {search->cornerX[index], search->cornerX[firstCorner]};
+	double rayY[2] = {search->cornerY[index], search->cornerY[firstCorner]};
+	double rayTx[2] = {-double(last.ny), double(first.ny)};
+	double rayTy[2] = {double(last.nx), -double(first.nx)};
+
+	double length[kMaxPolygonVertices][kMaxPolygonVertices];
+	for (int32_t a = 0; a < sides; a++)
+	{
+		for (int32_t b = a + 2; b < sides; b++)
+		{
+			if (a == 0 && b == sides - 1) continue;
+			double value;
+			if (b < depth)
+			{
+				double dx = double(v[b].x) - double(v[a].x);
+				double dy = double(v[b].y) - double(v[a].y);
+				value = std::sqrt(dx * dx + dy * dy) - 2.0 * search->reach;
+			}
+			else
+			{
+				int32_t ray = b - depth;
+				value = RayDistance(double(v[a].x), double(v[a].y), rayX[ray], rayY[ray], rayTx[ray], rayTy[ray], search->reach);
+			}
+			length[a][b] = (value > 0.0) ? value : 0.0;
+		}
+	}
+
+	double least;
+	if (sides == 4)
+	{
+		// The shorter diagonal is priced.
+		least = (length[0][2] < length[1][3]) ? length[0][2] : length[1][3];
+	}
+	else
+	{
+		int32_t firstSet = (sides == 5) ? (kPolygonPentagonFirst >> 8) : (kPolygonHexagonFirst >> 8);
+		int32_t setCount = (sides == 5) ? 5 : 8;
+		least = INFINITY;
+		for (int32_t t = firstSet; t < firstSet + setCount; t++)
+		{
+			double sum = 0.0;
+			for (int32_t d = 0; d < sides - 3; d++)
+			{
+				int32_t a = kTriangulationDiagonals[t][d][0];
+				int32_t b = kTriangulationDiagonals[t][d][1];
+				sum += (a < b) ? length[a][b] : length[b][a];
+			}
+			if (sum < least) least = sum;
+		}
+	}
+
+	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
+	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
+	return leastArea + price >= double(search->bestCost);
+}
+
 // True when every candidate below the lines chosen so far, the last of them
 // `index` at `depth`, must have at least the best cost's area.
 static bool CannotWin(PolygonSearch* search, int32_t depth, int32_t index)
@@ -613,6 +737,8 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		Point2D* v = search->vertices;
 		v[depth - 1] = search->meet[previous][index];
 		if (depth >= 2) search->crossSum[depth - 1] = search->crossSum[depth - 2] + CrossTerm(v[depth - 2], v[depth - 1]);
+
+		if (search->prune && bounds.sides >= 4 && depth == bounds.sides - 2 && DiagonalsCannotWin(search, bounds, depth, index)) continue;
 
 		if (depth + 1 < bounds.sides)
 		{
