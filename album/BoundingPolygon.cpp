@@ -611,26 +611,37 @@ static double RayDistance(double x, double y, double ox, double oy, double tx, d
 
 // With every line but the last chosen, true when no last line can give a
 // cheaper candidate: its least area plus the price of the least diagonals.
-// The last two vertices are unknown, but each lies on a known line beyond
-// the kept polygon's edge on it: the one after the known vertices on the
-// line chosen last, past that edge's end; the one before the first vertex
-// on the first line, before that edge's start. A diagonal to either is at
-// least the distance from its known end to that ray.
+// The last two vertices are unknown, but each lies on a known line: the one
+// after the known vertices on the line chosen last, no nearer than where
+// the first allowed last line meets it; the one before the first vertex on
+// the first line, no nearer than where the last allowed last line meets it.
+// (Support lines of one convex outline meet ever further along a line as
+// the other turns away.) A diagonal to either is at least the distance
+// from its known end to that ray.
 static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& bounds, int32_t depth, int32_t index)
 {
 	int32_t sides = bounds.sides;
-	int32_t lineCount = search->lineCount;
 	const Point2D* v = search->vertices;
+	int32_t first = search->chosen[0];
 
-	// Ray of vertex sides - 2 along line `index`; ray of vertex sides - 1
-	// backwards along the first line.
+	int32_t low;
+	int32_t high;
+	AngleWindow(bounds, depth + 1, search->lines[first].angle, search->lines[index].angle, &low, &high);
+	if (low > high) return true;
+	int32_t nearest = search->firstAtAngle[low];
+	int32_t farthest = search->firstAtAngle[high + 1] - 1;
+	if (nearest > farthest) return true;
+
+	// Ray of vertex sides - 2 forwards along line `index`; ray of vertex
+	// sides - 1 backwards along the first line.
 	const TangentLine& last = search->lines[index];
-	const TangentLine& first = search->lines[search->chosen[0]];
-	int32_t firstCorner = (search->chosen[0] + lineCount - 1) % lineCount;
-	double rayX[2] = {search->cornerX[index], search->cornerX[firstCorner]};
-	double rayY[2] = {search->cornerY[index], search->cornerY[firstCorner]};
-	double rayTx[2] = {-double(last.ny), double(first.ny)};
-	double rayTy[2] = {double(last.nx), -double(first.nx)};
+	const TangentLine& firstLine = search->lines[first];
+	const Point2D& start = search->meet[index][nearest];
+	const Point2D& end = search->meet[farthest][first];
+	double rayX[2] = {double(start.x), double(end.x)};
+	double rayY[2] = {double(start.y), double(end.y)};
+	double rayTx[2] = {-double(last.ny), double(firstLine.ny)};
+	double rayTy[2] = {double(last.nx), -double(firstLine.nx)};
 
 	double length[kMaxPolygonVertices][kMaxPolygonVertices];
 	for (int32_t a = 0; a < sides; a++)
