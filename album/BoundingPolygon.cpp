@@ -279,12 +279,6 @@ static void IntersectPrecisely(const TangentLine& a, const TangentLine& b, doubl
 	*y = (double(a.nx) * double(b.distance) - double(b.nx) * double(a.distance)) / determinant;
 }
 
-// The turn from angle a forward to angle b, in angle bytes.
-static int32_t AngleGap(int32_t a, int32_t b)
-{
-	return (b - a + kAngleCount) % kAngleCount;
-}
-
 // The greatest of `largest` and the magnitudes of x and y; all are finite.
 static double GreatestMagnitude(double largest, double x, double y)
 {
@@ -332,26 +326,41 @@ static void PreparePruning(PolygonSearch* search)
 	}
 	search->outlineArea = chain[lineCount];
 
+	int32_t index = 0;
+	for (int32_t a = 0; a <= kAngleCount; a++)
+	{
+		while (index < lineCount && search->lines[index].angle < a) index++;
+		search->firstAtAngle[a] = index;
+	}
+
+	// Only lines between the least and the greatest gap apart ever follow
+	// one another in a candidate; the range of angles may wrap.
 	for (int32_t i = 0; i < lineCount; i++)
 	{
-		for (int32_t j = 0; j < lineCount; j++)
+		int32_t angle = search->lines[i].angle;
+		for (int32_t part = 0; part < 2; part++)
 		{
-			int32_t gap = AngleGap(search->lines[i].angle, search->lines[j].angle);
-			if (gap < kLeastGap || gap > kGreatestGap) continue;
+			int32_t from = angle + kLeastGap - part * kAngleCount;
+			int32_t to = angle + kGreatestGap - part * kAngleCount;
+			if (from < 0) from = 0;
+			if (to > kAngleCount - 1) to = kAngleCount - 1;
+			if (from > to) continue;
+			for (int32_t j = search->firstAtAngle[from], end = search->firstAtAngle[to + 1]; j < end; j++)
+			{
+				const Point2D& meet = search->meet[i][j];
+				double x = double(meet.x);
+				double y = double(meet.y);
+				if (!std::isfinite(x) || !std::isfinite(y)) return;
+				largest = GreatestMagnitude(largest, x, y);
 
-			const Point2D& meet = search->meet[i][j];
-			double x = double(meet.x);
-			double y = double(meet.y);
-			if (!std::isfinite(x) || !std::isfinite(y)) return;
-			largest = GreatestMagnitude(largest, x, y);
-
-			// The path corner i, ..., corner j - 1, then the meeting point,
-			// runs against the polygon's direction; its excess is the
-			// negated doubled area.
-			int32_t end = (j > i) ? j : j + lineCount;
-			int32_t last = (end - 1) % lineCount;
-			double swept = (chain[end - 1] - chain[i]) + (cornerX[last] * y - x * cornerY[last]) + (x * cornerY[i] - cornerX[i] * y);
-			search->excess[i][j] = -swept;
+				// The path corner i, ..., corner j - 1, then the meeting point,
+				// runs against the polygon's direction; its excess is the
+				// negated doubled area.
+				int32_t pathEnd = (j > i) ? j : j + lineCount;
+				int32_t last = (pathEnd - 1) % lineCount;
+				double swept = (chain[pathEnd - 1] - chain[i]) + (cornerX[last] * y - x * cornerY[last]) + (x * cornerY[i] - cornerX[i] * y);
+				search->excess[i][j] = -swept;
+			}
 		}
 	}
 
@@ -363,12 +372,6 @@ static void PreparePruning(PolygonSearch* search)
 	search->reach = largest * 0x1p-12;
 	if (!std::isfinite(search->margin) || !std::isfinite(search->outlineArea)) return;
 
-	int32_t index = 0;
-	for (int32_t a = 0; a <= kAngleCount; a++)
-	{
-		while (index < lineCount && search->lines[index].angle < a) index++;
-		search->firstAtAngle[a] = index;
-	}
 	search->prune = true;
 }
 
@@ -581,18 +584,32 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 			int32_t low;
 			int32_t high;
 			AngleWindow(bounds, depth + 1, firstAngle, search->lines[x].angle, &low, &high);
-			double least = INFINITY;
+			// Four running minima, which agree with one: every value is a
+			// number or +infinity.
+			double least[4] = {INFINITY, INFINITY, INFINITY, INFINITY};
 			if (low <= high)
 			{
 				const double* row = search->excess[x];
 				const double* next = search->completion[depth + 1];
-				for (int32_t y = search->firstAtAngle[low], end = search->firstAtAngle[high + 1]; y < end; y++)
+				int32_t y = search->firstAtAngle[low];
+				int32_t end = search->firstAtAngle[high + 1];
+				for (; y + 4 <= end; y += 4)
+				{
+					for (int32_t k = 0; k < 4; k++)
+					{
+						double value = row[y + k] + next[y + k];
+						least[k] = (value < least[k]) ? value : least[k];
+					}
+				}
+				for (; y < end; y++)
 				{
 					double value = row[y] + next[y];
-					least = (value < least) ? value : least;
+					least[0] = (value < least[0]) ? value : least[0];
 				}
 			}
-			search->completion[depth][x] = least;
+			double pair0 = (least[1] < least[0]) ? least[1] : least[0];
+			double pair1 = (least[3] < least[2]) ? least[3] : least[2];
+			search->completion[depth][x] = (pair1 < pair0) ? pair1 : pair0;
 		}
 	}
 }
