@@ -31,6 +31,9 @@ const uint8_t kTriangulationDiagonals[kTriangulationCount][3][2] =
 constexpr int32_t kDirectionCount = 128;
 constexpr int32_t kHalfDirectionCount = 64;
 
+// Angles are bytes: 256 to the turn.
+constexpr int32_t kAngleCount = 256;
+
 // (cos a, sin a) for a = 2 pi k / 128, k = 0 to 63, nearest floats. The
 // other half of the circle is the negation, exactly.
 static const float kDirections[kHalfDirectionCount][2] =
@@ -115,6 +118,35 @@ struct PolygonSearch
 	// negates every term of Cramer's rule exactly, so one computation
 	// serves both orders.
 	Point2D meet[kDirectionCount][kDirectionCount];
+
+	// Pruning, when `prune` is set. The polygon of all kept lines, whose
+	// corner j is where line j meets line j + 1, lies inside every
+	// candidate, and a candidate's doubled area is exactly that polygon's
+	// (`outlineArea`) plus, for each pair of consecutive lines i, j, the
+	// doubled area `excess[i][j]` between the corner where they meet and the
+	// kept polygon's corners from i to j (cyclically). The identity is pure
+	// algebra of points on common lines, so it holds for any lines; only
+	// rounding separates it from the area a candidate computes, and
+	// `margin` is many times the largest such rounding. A subtree is left
+	// out only where even its least area, less the margin, cannot beat the
+	// best so far, so the same candidates are accepted, in the same order,
+	// as in the search that tries them all.
+	bool pruning;
+	bool prune;
+	double outlineArea;
+	double margin;
+	double excess[kDirectionCount][kDirectionCount];
+	// The least excess that completes the cycle from the line chosen at a
+	// depth back to the first line, and the excess of the path so far.
+	double completion[kMaxPolygonVertices][kDirectionCount];
+	double pathExcess[kMaxPolygonVertices];
+	// The first kept line whose angle is at least a, for a = 0 to 256.
+	int32_t firstAtAngle[kAngleCount + 1];
+	// The kept polygon's corners, and a distance far above the rounding of
+	// any meeting point off its lines.
+	double cornerX[kDirectionCount];
+	double cornerY[kDirectionCount];
+	double reach;
 };
 
 static float Greatest(float a, float b)
@@ -238,6 +270,111 @@ static int32_t KeepLines(const float* support, int32_t step, TangentLine* kept)
 	return keptCount;
 }
 
+// Where two lines meet, exactly enough that the point lies on both lines
+// far below the pruning margin.
+static void IntersectPrecisely(const TangentLine& a, const TangentLine& b, double* x, double* y)
+{
+	double determinant = double(a.nx) * double(b.ny) - double(b.nx) * double(a.ny);
+	*x = (double(a.distance) * double(b.ny) - double(b.distance) * double(a.ny)) / determinant;
+	*y = (double(a.nx) * double(b.distance) - double(b.nx) * double(a.distance)) / determinant;
+}
+
+// The greatest of `largest` and the magnitudes of x and y; all are finite.
+static double GreatestMagnitude(double largest, double x, double y)
+{
+	double a = std::fabs(x);
+	double b = std::fabs(y);
+	if (a > largest) largest = a;
+	if (b > largest) largest = b;
+	return largest;
+}
+
+// Candidates' consecutive lines, the closing pair included, are between
+// these gaps apart in every search.
+constexpr int32_t kLeastGap = 8;
+constexpr int32_t kGreatestGap = 112;
+
+// Sets up the excess table and the margin. Leaves `prune` clear, so that
+// every candidate is tried, where anything is not finite or the edge factor
+// could make a cost less than its area.
+static void PreparePruning(PolygonSearch* search)
+{
+	search->prune = false;
+	int32_t lineCount = search->lineCount;
+	if (!search->pruning || lineCount < 3 || !(search->edgeFactor >= 0.0f)) return;
+
+	double* cornerX = search->cornerX;
+	double* cornerY = search->cornerY;
+	double largest = 0.0;
+	for (int32_t j = 0; j < lineCount; j++)
+	{
+		IntersectPrecisely(search->lines[j], search->lines[(j + 1) % lineCount], &cornerX[j], &cornerY[j]);
+		if (!std::isfinite(cornerX[j]) || !std::isfinite(cornerY[j])) return;
+		largest = GreatestMagnitude(largest, cornerX[j], cornerY[j]);
+		largest = GreatestMagnitude(largest, double(search->lines[j].distance), 0.0);
+	}
+
+	// chain[t]: the doubled signed area swept from corner 0 to corner t
+	// along the kept polygon, around it twice so that paths may wrap.
+	double chain[2 * kDirectionCount + 1];
+	chain[0] = 0.0;
+	for (int32_t t = 0; t < 2 * lineCount; t++)
+	{
+		int32_t a = t % lineCount;
+		int32_t b = (t + 1) % lineCount;
+		chain[t + 1] = chain[t] + (cornerX[a] * cornerY[b] - cornerX[b] * cornerY[a]);
+	}
+	search->outlineArea = chain[lineCount];
+
+	int32_t index = 0;
+	for (int32_t a = 0; a <= kAngleCount; a++)
+	{
+		while (index < lineCount && search->lines[index].angle < a) index++;
+		search->firstAtAngle[a] = index;
+	}
+
+	// Only lines between the least and the greatest gap apart ever follow
+	// one another in a candidate; the range of angles may wrap.
+	for (int32_t i = 0; i < lineCount; i++)
+	{
+		int32_t angle = search->lines[i].angle;
+		for (int32_t part = 0; part < 2; part++)
+		{
+			int32_t from = angle + kLeastGap - part * kAngleCount;
+			int32_t to = angle + kGreatestGap - part * kAngleCount;
+			if (from < 0) from = 0;
+			if (to > kAngleCount - 1) to = kAngleCount - 1;
+			if (from > to) continue;
+			for (int32_t j = search->firstAtAngle[from], end = search->firstAtAngle[to + 1]; j < end; j++)
+			{
+				const Point2D& meet = search->meet[i][j];
+				double x = double(meet.x);
+				double y = double(meet.y);
+				if (!std::isfinite(x) || !std::isfinite(y)) return;
+				largest = GreatestMagnitude(largest, x, y);
+
+				// The path corner i, ..., corner j - 1, then the meeting point,
+				// runs against the polygon's direction; its excess is the
+				// negated doubled area.
+				int32_t pathEnd = (j > i) ? j : j + lineCount;
+				int32_t last = (pathEnd - 1) % lineCount;
+				double swept = (chain[pathEnd - 1] - chain[i]) + (cornerX[last] * y - x * cornerY[last]) + (x * cornerY[i] - cornerX[i] * y);
+				search->excess[i][j] = -swept;
+			}
+		}
+	}
+
+	// The rounding of the meeting points off their lines, of the candidates'
+	// own sums and of these tables stays below a few thousand units of the
+	// last place of the largest squared coordinate; this is sixteen times that
+	// and more. The absolute part covers values flushed to zero.
+	search->margin = largest * largest * 0x1p-8 + 0x1p-100;
+	search->reach = largest * 0x1p-12;
+	if (!std::isfinite(search->margin) || !std::isfinite(search->outlineArea)) return;
+
+	search->prune = true;
+}
+
 static void PrepareSearch(PolygonSearch* search, int32_t lineCount)
 {
 	search->lineCount = lineCount;
@@ -250,6 +387,7 @@ static void PrepareSearch(PolygonSearch* search, int32_t lineCount)
 			search->meet[j][i] = point;
 		}
 	}
+	PreparePruning(search);
 }
 
 static float CrossTerm(const Point2D& a, const Point2D& b)
@@ -283,6 +421,38 @@ static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D*
 	// polygon that fails against this bound fails against its true cost.
 	float bound = float(sides - 3) * Sqrt(shortest) * 0.99f;
 	if (area + kDiagonalPrice * search->edgeFactor * bound >= search->bestCost) return 0;
+
+	// A closer bound before the lengths are worked: every triangulation's
+	// sum from correctly rounded roots, less a thousandth, which is far
+	// more than the fast roots and the sums can differ from them. Only a
+	// price that cannot lower the cost may refuse on it.
+	if (search->edgeFactor >= 0.0f)
+	{
+		float low[kMaxPolygonVertices][kMaxPolygonVertices];
+		bool finite = true;
+		for (int32_t a = 0; a < sides; a++)
+		{
+			for (int32_t b = a + 2; b < sides; b++)
+			{
+				if (a == 0 && b == sides - 1) continue;
+				float value = squared[a][b];
+				finite = finite && (value <= 3.4e38f);
+				low[a][b] = (value < kMinNormal) ? 0.0f : float(std::sqrt(double(value)));
+				low[b][a] = low[a][b];
+			}
+		}
+		if (finite)
+		{
+			float leastSum = INFINITY;
+			for (int32_t t = first; t < first + count; t++)
+			{
+				float sum = 0.0f;
+				for (int32_t d = 0; d < sides - 3; d++) sum += low[kTriangulationDiagonals[t][d][0]][kTriangulationDiagonals[t][d][1]];
+				if (sum < leastSum) leastSum = sum;
+			}
+			if (area + kDiagonalPrice * search->edgeFactor * (leastSum * 0.999f) >= search->bestCost) return 0;
+		}
+	}
 
 	float length[kMaxPolygonVertices][kMaxPolygonVertices];
 	for (int32_t a = 0; a < sides; a++)
@@ -376,6 +546,179 @@ static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
 	for (int32_t i = 0; i < sides; i++) search->best[i] = v[i];
 }
 
+// The angles that line `depth` may take after line `previous`, for a
+// candidate whose first line has angle `first`.
+static void AngleWindow(const SearchBounds& bounds, int32_t depth, int32_t first, int32_t previousAngle, int32_t* low, int32_t* high)
+{
+	*low = Larger(previousAngle + bounds.minGap, first + bounds.floor[depth]);
+	*high = Smaller(Smaller(previousAngle + bounds.maxGap, first + bounds.cap[depth]), kAngleCount - 1);
+}
+
+// Fills `completion` for the candidates whose first line is `first`, from
+// the last depth back: the least excess over every way the angle bounds let
+// the cycle close from each line that a depth can reach.
+static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds, int32_t first)
+{
+	int32_t firstAngle = search->lines[first].angle;
+	int32_t last = bounds.sides - 1;
+	for (int32_t depth = last; depth >= 0; depth--)
+	{
+		int32_t from = first;
+		int32_t to = first + 1;
+		if (depth > 0)
+		{
+			int32_t low = firstAngle + Larger(depth * bounds.minGap, bounds.floor[depth]);
+			int32_t high = Smaller(Smaller(firstAngle + depth * bounds.maxGap, firstAngle + bounds.cap[depth]), kAngleCount - 1);
+			if (low > high) continue;
+			from = search->firstAtAngle[low];
+			to = search->firstAtAngle[high + 1];
+		}
+
+		for (int32_t x = from; x < to; x++)
+		{
+			if (depth == last)
+			{
+				search->completion[depth][x] = search->excess[x][first];
+				continue;
+			}
+			int32_t low;
+			int32_t high;
+			AngleWindow(bounds, depth + 1, firstAngle, search->lines[x].angle, &low, &high);
+			// Four running minima, which agree with one: every value is a
+			// number or +infinity.
+			double least[4] = {INFINITY, INFINITY, INFINITY, INFINITY};
+			if (low <= high)
+			{
+				const double* row = search->excess[x];
+				const double* next = search->completion[depth + 1];
+				int32_t y = search->firstAtAngle[low];
+				int32_t end = search->firstAtAngle[high + 1];
+				for (; y + 4 <= end; y += 4)
+				{
+					for (int32_t k = 0; k < 4; k++)
+					{
+						double value = row[y + k] + next[y + k];
+						least[k] = (value < least[k]) ? value : least[k];
+					}
+				}
+				for (; y < end; y++)
+				{
+					double value = row[y] + next[y];
+					least[0] = (value < least[0]) ? value : least[0];
+				}
+			}
+			double pair0 = (least[1] < least[0]) ? least[1] : least[0];
+			double pair1 = (least[3] < least[2]) ? least[3] : least[2];
+			search->completion[depth][x] = (pair1 < pair0) ? pair1 : pair0;
+		}
+	}
+}
+
+// The least distance from (x, y) to the ray from (ox, oy) along (tx, ty), a
+// unit vector, less the rounding allowance.
+static double RayDistance(double x, double y, double ox, double oy, double tx, double ty, double reach)
+{
+	double along = (x - ox) * tx + (y - oy) * ty;
+	if (along < 0.0) along = 0.0;
+	double dx = x - ox - along * tx;
+	double dy = y - oy - along * ty;
+	double distance = std::sqrt(dx * dx + dy * dy) - reach;
+	return (distance > 0.0) ? distance : 0.0;
+}
+
+// With every line but the last chosen, true when no last line can give a
+// cheaper candidate: its least area plus the price of the least diagonals.
+// The last two vertices are unknown, but each lies on a known line: the one
+// after the known vertices on the line chosen last, no nearer than where
+// the first allowed last line meets it; the one before the first vertex on
+// the first line, no nearer than where the last allowed last line meets it.
+// (Support lines of one convex outline meet ever further along a line as
+// the other turns away.) A diagonal to either is at least the distance
+// from its known end to that ray.
+static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& bounds, int32_t depth, int32_t index)
+{
+	int32_t sides = bounds.sides;
+	const Point2D* v = search->vertices;
+	int32_t first = search->chosen[0];
+
+	int32_t low;
+	int32_t high;
+	AngleWindow(bounds, depth + 1, search->lines[first].angle, search->lines[index].angle, &low, &high);
+	if (low > high) return true;
+	int32_t nearest = search->firstAtAngle[low];
+	int32_t farthest = search->firstAtAngle[high + 1] - 1;
+	if (nearest > farthest) return true;
+
+	// Ray of vertex sides - 2 forwards along line `index`; ray of vertex
+	// sides - 1 backwards along the first line.
+	const TangentLine& last = search->lines[index];
+	const TangentLine& firstLine = search->lines[first];
+	const Point2D& start = search->meet[index][nearest];
+	const Point2D& end = search->meet[farthest][first];
+	double rayX[2] = {double(start.x), double(end.x)};
+	double rayY[2] = {double(start.y), double(end.y)};
+	double rayTx[2] = {-double(last.ny), double(firstLine.ny)};
+	double rayTy[2] = {double(last.nx), -double(firstLine.nx)};
+
+	double length[kMaxPolygonVertices][kMaxPolygonVertices];
+	for (int32_t a = 0; a < sides; a++)
+	{
+		for (int32_t b = a + 2; b < sides; b++)
+		{
+			if (a == 0 && b == sides - 1) continue;
+			double value;
+			if (b < depth)
+			{
+				double dx = double(v[b].x) - double(v[a].x);
+				double dy = double(v[b].y) - double(v[a].y);
+				value = std::sqrt(dx * dx + dy * dy) - 2.0 * search->reach;
+			}
+			else
+			{
+				int32_t ray = b - depth;
+				value = RayDistance(double(v[a].x), double(v[a].y), rayX[ray], rayY[ray], rayTx[ray], rayTy[ray], search->reach);
+			}
+			length[a][b] = (value > 0.0) ? value : 0.0;
+		}
+	}
+
+	double least;
+	if (sides == 4)
+	{
+		// The shorter diagonal is priced.
+		least = (length[0][2] < length[1][3]) ? length[0][2] : length[1][3];
+	}
+	else
+	{
+		int32_t firstSet = (sides == 5) ? (kPolygonPentagonFirst >> 8) : (kPolygonHexagonFirst >> 8);
+		int32_t setCount = (sides == 5) ? 5 : 8;
+		least = INFINITY;
+		for (int32_t t = firstSet; t < firstSet + setCount; t++)
+		{
+			double sum = 0.0;
+			for (int32_t d = 0; d < sides - 3; d++)
+			{
+				int32_t a = kTriangulationDiagonals[t][d][0];
+				int32_t b = kTriangulationDiagonals[t][d][1];
+				sum += (a < b) ? length[a][b] : length[b][a];
+			}
+			if (sum < least) least = sum;
+		}
+	}
+
+	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
+	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
+	return leastArea + price >= double(search->bestCost);
+}
+
+// True when every candidate below the lines chosen so far, the last of them
+// `index` at `depth`, must have at least the best cost's area.
+static bool CannotWin(PolygonSearch* search, int32_t depth, int32_t index)
+{
+	double least = search->outlineArea + search->pathExcess[depth] + search->completion[depth][index];
+	return least - search->margin >= 2.0 * double(search->bestCost);
+}
+
 // Chooses line number `depth` of the candidate among the kept lines from
 // `start` on, within the angle bounds, and goes deeper; the last line closes
 // the polygon and the candidate is tried. Angles rise along the kept list,
@@ -389,9 +732,7 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 	{
 		int32_t first = search->lines[search->chosen[0]].angle;
 		previous = search->chosen[depth - 1];
-		int32_t previousAngle = search->lines[previous].angle;
-		low = Larger(previousAngle + bounds.minGap, first + bounds.floor[depth]);
-		high = Smaller(Smaller(previousAngle + bounds.maxGap, first + bounds.cap[depth]), 255);
+		AngleWindow(bounds, depth, first, search->lines[previous].angle, &low, &high);
 	}
 
 	for (int32_t index = start; index < search->lineCount; index++)
@@ -403,15 +744,29 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		search->chosen[depth] = index;
 		if (depth == 0)
 		{
+			if (search->prune)
+			{
+				ComputeCompletions(search, bounds, index);
+				search->pathExcess[0] = 0.0;
+				if (CannotWin(search, 0, index)) continue;
+			}
 			search->crossSum[0] = 0.0f;
 			ExtendCandidate(search, bounds, 1, index + 1);
 			continue;
+		}
+
+		if (search->prune)
+		{
+			search->pathExcess[depth] = search->pathExcess[depth - 1] + search->excess[previous][index];
+			if (CannotWin(search, depth, index)) continue;
 		}
 
 		// Vertex depth - 1 is where this line meets the one before.
 		Point2D* v = search->vertices;
 		v[depth - 1] = search->meet[previous][index];
 		if (depth >= 2) search->crossSum[depth - 1] = search->crossSum[depth - 2] + CrossTerm(v[depth - 2], v[depth - 1]);
+
+		if (search->prune && bounds.sides >= 4 && depth == bounds.sides - 2 && DiagonalsCannotWin(search, bounds, depth, index)) continue;
 
 		if (depth + 1 < bounds.sides)
 		{
@@ -499,8 +854,8 @@ static uint16_t ExactPolygon(int32_t count, const QuadraticCurve* curves, uint16
 	return code;
 }
 
-uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
-	uint16_t* outVertices, int32_t maxVertices, float edgeFactor)
+static uint16_t FindBoundingPolygon(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
+	uint16_t* outVertices, int32_t maxVertices, float edgeFactor, bool pruning)
 {
 	if (maxVertices == 0) return 0;
 	if (groupCount <= 0 || !counts || !curveArrays) return 0;
@@ -522,8 +877,8 @@ uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const
 	float support[kDirectionCount];
 	ComputeSupport(groupCount, counts, curveArrays, support);
 
-	// The search holds a table of 128 x 128 points; it lives here, on the
-	// stack, so that the computation stays reentrant.
+	// The search holds tables of 128 x 128 points and excesses, some 260 KB;
+	// they live here, on the stack, so that the computation stays reentrant.
 	TangentLine kept[kDirectionCount];
 	PolygonSearch search;
 	search.lines = kept;
@@ -531,6 +886,7 @@ uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const
 	search.bestCost = INFINITY;
 	search.bestSides = 0;
 	search.bestCode = 0;
+	search.pruning = pruning;
 
 	PrepareSearch(&search, KeepLines(support, 1, kept));
 	SearchPolygons(&search, kTriangleBounds);
@@ -545,4 +901,16 @@ uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const
 	if (search.bestSides == 0) return 0;
 	StoreVertices(search.best, search.bestSides, outVertices);
 	return search.bestCode;
+}
+
+uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
+	uint16_t* outVertices, int32_t maxVertices, float edgeFactor)
+{
+	return FindBoundingPolygon(groupCount, counts, curveArrays, outVertices, maxVertices, edgeFactor, true);
+}
+
+uint16_t ComputeBoundingPolygonExhaustive(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
+	uint16_t* outVertices, int32_t maxVertices, float edgeFactor)
+{
+	return FindBoundingPolygon(groupCount, counts, curveArrays, outVertices, maxVertices, edgeFactor, false);
 }

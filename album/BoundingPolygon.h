@@ -39,3 +39,8 @@ extern const uint8_t kTriangulationDiagonals[kTriangulationCount][3][2];
 // `maxVertices` is 0. A `maxVertices` below 5 still allows quadrilaterals.
 uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
 	uint16_t* outVertices, int32_t maxVertices, float edgeFactor);
+
+// The same search trying every candidate, with the same results: the
+// reference that tests and benchmarks hold the pruned search against.
+uint16_t ComputeBoundingPolygonExhaustive(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
+	uint16_t* outVertices, int32_t maxVertices, float edgeFactor);

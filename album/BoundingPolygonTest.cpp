@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "album/AlbumTestSupport.h"
+#include "album/IconOutlines.h"
 #include "album/Renderer.h"
 
 using Groups = std::vector<std::vector<QuadraticCurve>>;
@@ -244,4 +246,90 @@ TEST(ComputeBoundingPolygon, TriangulationTableSplitsEachPolygon)
 		}
 		EXPECT_TRUE(seen.insert(diagonals).second) << index << ": the same triangulation twice";
 	}
+}
+
+// The pruned search must choose exactly what trying every candidate
+// chooses: the same code and the same twelve halves, at every vertex limit
+// and edge factor, for outlines of every kind.
+#ifdef NDEBUG
+static const int kRandomOutlines = 120, kHexagonEvery = 3, kLeastCompared = 2000;
+#else
+// Unoptimised builds, the sanitizer builds among them, try every candidate
+// many times more slowly: fewer outlines there.
+static const int kRandomOutlines = 12, kHexagonEvery = 15, kLeastCompared = 200;
+#endif
+
+TEST(ComputeBoundingPolygon, PrunedSearchAgreesWithTryingEveryCandidate)
+{
+	std::mt19937 random(2024);
+	auto uniform = [&](double low, double high) { return low + (high - low) * double(random() % 1000001) / 1000000.0; };
+	std::vector<Groups> outlines;
+	for (int i = 0; i < kRandomOutlines; i++)
+	{
+		// Blobs: a loop of quadratics around a centre at random radii, at
+		// sizes and places from a hundredth of the unit square to several.
+		double scale = std::pow(10.0, uniform(-2.0, 0.7));
+		double cx = uniform(-1.0, 2.0), cy = uniform(-1.0, 2.0);
+		int n = 3 + int(random() % 14);
+		std::vector<Point2D> points;
+		for (int k = 0; k < 2 * n; k++)
+		{
+			double angle = 2.0 * M_PI * (k + uniform(-0.3, 0.3)) / (2 * n);
+			double reach = scale * uniform(0.4, 1.0) * ((i % 3 == 0) ? 1.0 : uniform(0.2, 1.0));
+			double stretch = (i % 4 == 0) ? uniform(0.05, 0.3) : 1.0;
+			points.push_back({float(cx + reach * std::cos(angle)), float(cy + stretch * reach * std::sin(angle))});
+		}
+		std::vector<QuadraticCurve> blob;
+		for (int k = 0; k < n; k++)
+		{
+			Point2D a = points[size_t(2 * k)], b = points[size_t(2 * k + 1)], c = points[size_t((2 * k + 2) % (2 * n))];
+			blob.push_back((i % 5 == 1) ? Line(a.x, a.y, c.x, c.y) : Curve(a.x, a.y, b.x, b.y, c.x, c.y));
+		}
+		if (i % 6 == 2)
+		{
+			// A second group somewhere else, as a multi-colour entry has.
+			std::vector<QuadraticCurve> other = blob;
+			for (QuadraticCurve& curve : other)
+			{
+				for (Point2D* p : {&curve.p0, &curve.p1, &curve.p2}) p->x += float(scale * 1.5), p->y -= float(scale * 0.5);
+			}
+			outlines.push_back({blob, other});
+		}
+		else
+		{
+			outlines.push_back({blob});
+		}
+	}
+	outlines.push_back({Ellipse(0.5, 0.5, 0.5, 0.5)});
+	outlines.push_back({Ellipse(0.5, 0.5, 0.5, 0.05)});
+	outlines.push_back({ClosedLines({{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0, 0.5}})});
+	for (const std::vector<QuadraticCurve>& outline : IconOutlines(std::string(VORP_SOURCE_DIR) + "/examples/badge.svg")) outlines.push_back({outline});
+
+	int compared = 0;
+	for (size_t o = 0; o < outlines.size(); o++)
+	{
+		for (int32_t limit = 1; limit <= 6; limit++)
+		{
+			// The hexagon search is the slow one to try whole; a share of
+			// the outlines is enough there.
+			if (limit == 6 && o % kHexagonEvery != 0) continue;
+			for (float factor : {0.0f, 0.3f, 1.0f, 4.0f, 1000.0f})
+			{
+				SCOPED_TRACE("outline " + std::to_string(o) + ", limit " + std::to_string(limit) + ", factor " + std::to_string(factor));
+				std::vector<int32_t> counts;
+				std::vector<const QuadraticCurve*> arrays;
+				for (const auto& group : outlines[o]) counts.push_back(int32_t(group.size())), arrays.push_back(group.data());
+				PolygonOutput pruned;
+				PolygonOutput every;
+				pruned.code = ComputeBoundingPolygon(int32_t(counts.size()), counts.data(), arrays.data(), pruned.halves.data(), limit, factor);
+				every.code = ComputeBoundingPolygonExhaustive(int32_t(counts.size()), counts.data(), arrays.data(), every.halves.data(), limit, factor);
+				ASSERT_EQ(pruned.code, every.code);
+				ASSERT_EQ(pruned.halves, every.halves);
+				compared += every.code != 0;
+			}
+		}
+	}
+	// Nearly every outline has a polygon; a pruning that found nothing would
+	// agree only where the full search finds nothing too.
+	EXPECT_GT(compared, kLeastCompared);
 }

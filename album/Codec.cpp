@@ -13,7 +13,6 @@
 // Multi-byte numbers are big-endian.
 
 static constexpr uint32_t kWindowSize = 32768;
-static constexpr uint32_t kWindowMask = kWindowSize - 1;
 static constexpr uint32_t kHeadCount = 4096;
 static constexpr uint32_t kChainLimit = 256;
 static constexpr uint32_t kNoPosition = 0xFFFFFFFF;
@@ -30,22 +29,26 @@ static constexpr uint8_t kFiller = 0xE0;
 // 32768 ahead claims its slot.
 //
 // Only candidates that share the first 4 bytes can win, so the walk runs over
-// a finer chain instead: the 12 bits and 4 further bits mixed from the next
-// 20, a subsequence of the 12-bit chain in the same order. Each position
-// records how many positions of its 12-bit chain had been inserted with it,
-// which gives its place in that chain at search time; the walk stops where
-// that place passes 256, exactly where the 12-bit walk would have stopped.
-// Positions go in contiguously from 0, so every position below the search
-// point is in the tables and a slot is read only through the position that
-// owns it.
-static constexpr uint32_t kBucketCount = kHeadCount * 16;
+// a finer chain instead: the positions whose first 4 bytes hash alike, a
+// subsequence of the 12-bit chain in the same order that holds every such
+// candidate. Each position records how many positions of its 12-bit chain
+// had been inserted with it, which gives its place in that chain at search
+// time; the walk stops where that place passes 256, exactly where the 12-bit
+// walk would have stopped. Positions go in contiguously from 0, so every
+// position below the search point is in the tables and a slot is read only
+// through the position that owns it. The finer heads are sized to the input,
+// since clearing them is most of the work on a small image.
+static constexpr uint32_t kLeastBucketBits = 10;
+static constexpr uint32_t kMostBucketBits = 16;
 
 struct CodecTables
 {
-	uint32_t insertCount[kHeadCount];
-	uint32_t bucketHead[kBucketCount];
-	uint32_t order[kWindowSize];
-	uint32_t older[kWindowSize];
+	uint32_t* insertCount;
+	uint32_t* order;
+	uint32_t* older;
+	uint32_t* bucketHead;
+	uint32_t windowMask;
+	uint32_t bucketShift;
 };
 
 struct CodecWriter
@@ -67,16 +70,17 @@ static inline uint32_t HashAt(const uint8_t* input, uint32_t position)
 	return (uint32_t(input[position]) << 4) | (uint32_t(input[position + 1]) >> 4);
 }
 
-static inline uint32_t BucketAt(const uint8_t* input, uint32_t position)
+// Equal first 4 bytes give equal buckets on any byte order; only the
+// spread of the others depends on it.
+static inline uint32_t BucketAt(const CodecTables* tables, const uint8_t* input, uint32_t position)
 {
-	uint32_t rest = ((uint32_t(input[position + 1]) & 15) << 16) | (uint32_t(input[position + 2]) << 8) | input[position + 3];
-	return (HashAt(input, position) << 4) | ((rest * 0x9E3779B1u) >> 28);
+	return (Load32(input + position) * 0x9E3779B1u) >> tables->bucketShift;
 }
 
 static inline void InsertPosition(CodecTables* tables, const uint8_t* input, uint32_t position)
 {
-	uint32_t slot = position & kWindowMask;
-	uint32_t bucket = BucketAt(input, position);
+	uint32_t slot = position & tables->windowMask;
+	uint32_t bucket = BucketAt(tables, input, position);
 	tables->order[slot] = ++tables->insertCount[HashAt(input, position)];
 	tables->older[slot] = tables->bucketHead[bucket];
 	tables->bucketHead[bucket] = position;
@@ -228,9 +232,18 @@ uint32_t Compress(const void* inputData, uint32_t inputSize, void* outputData)
 	// Under 6 bytes the search is skipped and every byte goes out as a literal.
 	if (inputSize >= 6)
 	{
-		CodecTables* tables = new CodecTables;
-		std::memset(tables->insertCount, 0, sizeof(tables->insertCount));
-		std::memset(tables->bucketHead, 0xFF, sizeof(tables->bucketHead));
+		// One allocation sized to the input: a window no larger than the
+		// input holds every position, since a slot is its position then.
+		uint32_t bucketBits = kLeastBucketBits;
+		while ((bucketBits < kMostBucketBits) && ((1u << (bucketBits + 1)) <= inputSize)) bucketBits++;
+		uint32_t window = 1;
+		while ((window < kWindowSize) && (window < inputSize)) window <<= 1;
+		size_t words = size_t(kHeadCount) + 2 * size_t(window) + (size_t(1) << bucketBits);
+		uint32_t* storage = new uint32_t[words];
+		CodecTables tableSet = {storage, storage + kHeadCount, storage + kHeadCount + window, storage + kHeadCount + 2 * window, window - 1, 32 - bucketBits};
+		CodecTables* tables = &tableSet;
+		std::memset(tables->insertCount, 0, sizeof(uint32_t) * kHeadCount);
+		std::memset(tables->bucketHead, 0xFF, sizeof(uint32_t) << bucketBits);
 		InsertPosition(tables, input, 0);
 
 		uint32_t p = 1;
@@ -251,13 +264,24 @@ uint32_t Compress(const void* inputData, uint32_t inputSize, void* outputData)
 			uint32_t needed = LengthToBeat(bestLength);
 			uint32_t windowStart = (p > kWindowSize) ? p - kWindowSize : 0;
 			uint32_t chainCount = tables->insertCount[HashAt(input, p)];
-			uint32_t candidate = tables->bucketHead[BucketAt(input, p)];
+			uint32_t candidate = tables->bucketHead[BucketAt(tables, input, p)];
+			uint32_t first = Load32(current);
 			while ((needed <= remaining) && (candidate != kNoPosition) && (candidate >= windowStart))
 			{
-				uint32_t slot = candidate & kWindowMask;
-				if (chainCount - tables->order[slot] >= kChainLimit) break;
+				uint32_t slot = candidate & tables->windowMask;
 				const uint8_t* earlier = input + candidate;
-				if ((earlier[needed - 1] == current[needed - 1]) && (Load32(earlier) == Load32(current)))
+				// A position whose first 4 bytes only hash alike is on
+				// another 12-bit chain, and its place counts there: step
+				// over it.
+				if (Load32(earlier) != first)
+				{
+					candidate = tables->older[slot];
+					continue;
+				}
+				if (chainCount - tables->order[slot] >= kChainLimit) break;
+				// The 4 bytes that end at the length to beat go first: a
+				// candidate that differs there cannot win.
+				if (Load32(earlier + needed - 4) == Load32(current + needed - 4))
 				{
 					uint32_t length = CountMatch(earlier, current, remaining);
 					if (length >= needed)
@@ -281,7 +305,7 @@ uint32_t Compress(const void* inputData, uint32_t inputSize, void* outputData)
 
 				if (!WriteLiterals(&writer, input + literalStart, p - literalStart) || !WriteMatch(&writer, bestLength, bestDistance))
 				{
-					delete tables;
+					delete[] storage;
 					return 0;
 				}
 				uint32_t insertCount = (bestLength < remaining - 4) ? bestLength : remaining - 4;
@@ -295,7 +319,7 @@ uint32_t Compress(const void* inputData, uint32_t inputSize, void* outputData)
 				p++;
 			}
 		}
-		delete tables;
+		delete[] storage;
 	}
 
 	if (!WriteLiterals(&writer, input + literalStart, inputSize - literalStart)) return 0;
@@ -364,6 +388,57 @@ uint32_t Decompress(const void* inputData, uint32_t inputSize, void* outputData,
 
 	while (position < inputSize)
 	{
+		// Short tokens far from both ends copy whole blocks, the bytes past
+		// a token's own to be overwritten by the tokens after it: 32 for
+		// literals, 16 at a time for a match. Any other token, and every
+		// token near an end, takes the checked path below.
+		const uint8_t* in = input + position;
+		uint8_t* out = output + written;
+		const uint8_t* inSafe = input + ((inputSize > 40) ? inputSize - 40 : 0);
+		uint8_t* outSafe = output + ((outputSize > 64) ? outputSize - 64 : 0);
+		while ((in < inSafe) && (out < outSafe))
+		{
+			uint32_t first = *in;
+			if (first < 0x20)
+			{
+				std::memcpy(out, in + 1, 32);
+				in += first + 2;
+				out += first + 1;
+				continue;
+			}
+			uint32_t family = first & 0xE0;
+			if ((family != 0x40) && (family != 0x80)) break;
+			uint32_t length = (first & 0x1F) + 4;
+			size_t distance = in[1];
+			if (family == 0x80)
+			{
+				distance = (distance << 8) | in[2];
+				in++;
+			}
+			distance++;
+			if (distance > size_t(out - output)) return 'DIST';
+			in += 2;
+			if (distance >= 16)
+			{
+				// Each block reads only bytes already written.
+				std::memcpy(out, out - distance, 16);
+				std::memcpy(out + 16, out + 16 - distance, 16);
+				if (length > 32) std::memcpy(out + 32, out + 32 - distance, 16);
+			}
+			else if (distance >= 8)
+			{
+				for (uint32_t i = 0; i < length; i += 8) std::memcpy(out + i, out + i - distance, 8);
+			}
+			else
+			{
+				CopyMatch(out, length, uint32_t(distance));
+			}
+			out += length;
+		}
+		position = uint32_t(in - input);
+		written = uint32_t(out - output);
+		if (position >= inputSize) break;
+
 		uint32_t first = input[position++];
 		if (first >= 0xC0) break;
 

@@ -287,3 +287,160 @@ TEST(Decompress, TruncatedAndDamagedStreamsFailCleanly)
 	// the trials have half the room and must fail.
 	EXPECT_GE(failures, 800);
 }
+
+// The coder as its rules read, one step at a time: a node for each window
+// slot on doubly linked chains of 12-bit hashes, newest first, a walk of at
+// most 256 nodes, and tokens in their shortest forms. The real coder must
+// give the same stream, byte for byte.
+static Bytes PlainCompress(const Bytes& input)
+{
+	size_t size = input.size();
+	if (size < 4) return {};
+	Bytes out;
+	auto literals = [&](size_t from, size_t count)
+	{
+		while (count > 0)
+		{
+			size_t n = std::min<size_t>(count, 65824);
+			if (n <= 32) out.push_back(uint8_t(n - 1));
+			else if (n <= 288) out.insert(out.end(), {0x20, uint8_t(n - 33)});
+			else out.insert(out.end(), {0x21, uint8_t((n - 289) >> 8), uint8_t(n - 289)});
+			out.insert(out.end(), input.begin() + long(from), input.begin() + long(from + n));
+			from += n;
+			count -= n;
+		}
+	};
+	auto match = [&](size_t length, size_t distance)
+	{
+		uint8_t family = distance <= 256 ? 0x40 : 0x80;
+		while (length > 0)
+		{
+			size_t n = std::min<size_t>(length, 65827);
+			if (n <= 35) out.push_back(uint8_t(family | (n - 4)));
+			else if (n <= 291) out.insert(out.end(), {uint8_t(family | 0x20), uint8_t(n - 36)});
+			else out.insert(out.end(), {uint8_t(family | 0x21), uint8_t((n - 292) >> 8), uint8_t(n - 292)});
+			if (distance > 256) out.push_back(uint8_t((distance - 1) >> 8));
+			out.push_back(uint8_t(distance - 1));
+			length -= n;
+		}
+	};
+	struct Node { long previous = -1, next = -1, position = -1; };
+	std::vector<Node> nodes(32768);
+	std::vector<long> heads(4096, -1);
+	auto hash = [&](size_t p) { return (size_t(input[p]) << 4) | (input[p + 1] >> 4); };
+	auto insert = [&](size_t p)
+	{
+		long index = long(p & 32767);
+		Node& node = nodes[size_t(index)];
+		if (node.position >= 0)
+		{
+			if (node.previous >= 0) nodes[size_t(node.previous)].next = node.next;
+			else heads[hash(size_t(node.position))] = node.next;
+			if (node.next >= 0) nodes[size_t(node.next)].previous = node.previous;
+		}
+		size_t h = hash(p);
+		node = {-1, heads[h], long(p)};
+		if (heads[h] >= 0) nodes[size_t(heads[h])].previous = index;
+		heads[h] = index;
+	};
+	auto count = [&](size_t from, size_t p, size_t limit)
+	{
+		size_t n = 0;
+		while (n < limit && input[from + n] == input[p + n]) n++;
+		return n < 4 ? 0 : n;
+	};
+	auto score = [](size_t n) { return n - (n >= 36) - (n >= 292); };
+	size_t literalStart = 0;
+	if (size >= 6)
+	{
+		insert(0);
+		for (size_t p = 1; size - p >= 5;)
+		{
+			size_t remaining = size - p;
+			size_t best = count(p - 1, p, remaining), distance = 1;
+			if (best < remaining)
+			{
+				long index = heads[hash(p)];
+				for (int walked = 0; index >= 0 && walked < 256; walked++, index = nodes[size_t(index)].next)
+				{
+					size_t from = size_t(nodes[size_t(index)].position);
+					size_t n = count(from, p, remaining);
+					if (n != 0 && (best == 0 || score(n) > score(best))) best = n, distance = p - from;
+					if (n == remaining) break;
+				}
+			}
+			if (best == 0)
+			{
+				insert(p++);
+				continue;
+			}
+			if (best > 65827 && best % 65827 != 0 && best % 65827 < 4) best -= best % 65827;
+			literals(literalStart, p - literalStart);
+			match(best, distance);
+			for (size_t i = 0; i < std::min(best, remaining - 4); i++) insert(p + i);
+			p += best;
+			literalStart = p;
+		}
+	}
+	literals(literalStart, size - literalStart);
+	while (out.size() % 4 != 0) out.push_back(0xE0);
+	return out.size() <= size ? out : Bytes();
+}
+
+// Texture-like bytes: little-endian 16-bit words from a small alphabet, in
+// rows that repeat with changes, as half-float curves and band lists do.
+static Bytes TexelBytes(size_t count, uint32_t seed)
+{
+	std::mt19937 random(seed);
+	std::vector<uint16_t> alphabet;
+	for (int i = 0; i < 40; i++) alphabet.push_back(uint16_t(random()));
+	Bytes bytes;
+	while (bytes.size() < count)
+	{
+		if (bytes.size() > 64 && random() % 3 == 0)
+		{
+			size_t distance = 2 * (1 + random() % std::min<size_t>(bytes.size() / 2, 40000));
+			size_t length = 2 * (1 + random() % 200);
+			for (size_t i = 0; i < length; i++) bytes.push_back(bytes[bytes.size() - distance]);
+			if (random() % 2) bytes.back() ^= uint8_t(random());
+		}
+		else
+		{
+			uint16_t word = random() % 4 ? alphabet[random() % alphabet.size()] : 0;
+			bytes.push_back(uint8_t(word)), bytes.push_back(uint8_t(word >> 8));
+		}
+	}
+	bytes.resize(count);
+	return bytes;
+}
+
+TEST(Compress, SameStreamsAsThePlainCoder)
+{
+	std::vector<std::pair<std::string, Bytes>> inputs;
+	uint32_t seed = 100;
+	// Sizes around the token and window limits, and around the table sizes.
+	for (size_t size : {4, 5, 6, 7, 8, 11, 35, 36, 37, 291, 292, 293, 1023, 1024, 1025, 2049, 4096, 16385, 32767, 32768, 32769, 65536, 65827, 65828, 65831, 70000, 200000})
+	{
+		inputs.push_back({"texels " + std::to_string(size), TexelBytes(size, seed++)});
+		inputs.push_back({"repeats " + std::to_string(size), RepeatingBytes(size, seed++)});
+		inputs.push_back({"run " + std::to_string(size), Cat()("x").Fill(7, size - 1).bytes});
+		Bytes noise(size);
+		std::mt19937 random(seed++);
+		for (uint8_t& byte : noise) byte = uint8_t(random() % 4);
+		inputs.push_back({"four symbols " + std::to_string(size), noise});
+	}
+	// Many equal 4-byte prefixes: long chains where the 256-node limit and
+	// the order of equal candidates decide.
+	Bytes prefixes;
+	std::mt19937 random(5);
+	while (prefixes.size() < 150000) prefixes.insert(prefixes.end(), {0x3C, 0x00, 0x3C, 0x00, uint8_t(random() % 3), uint8_t(random() % 2)});
+	inputs.push_back({"shared prefixes", prefixes});
+	for (int i = 0; i < 40; i++) inputs.push_back({"random texels " + std::to_string(i), TexelBytes(1 + random() % 40000, seed++)});
+
+	for (const auto& [name, input] : inputs)
+	{
+		SCOPED_TRACE(name);
+		Bytes stream = Pack(input);
+		ASSERT_TRUE(stream == PlainCompress(input)) << "stream of " << stream.size() << " bytes";
+	}
+}
