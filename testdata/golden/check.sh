@@ -33,8 +33,10 @@ while read -r name input options; do
   case "$name" in ''|'#'*) continue ;; esac
   # Word splitting of the options is intended.
   # shellcheck disable=SC2086
-  (cd "$work" && "${runner[@]}" "$vorp" $options -o "$name.vorp" -g "$name.tess" "$root/$input" > "$name.out" 2>&1
-   echo "exit $?" >> "$name.out")
+  # From the repository root, so messages name the input the same way in
+  # every checkout.
+  (cd "$root" && "${runner[@]}" "$vorp" $options -o "$work/$name.vorp" -g "$work/$name.tess" "$input" > "$work/$name.out" 2>&1
+   echo "exit $?" >> "$work/$name.out")
   for kind in vorp tess out; do
     if [ -f "$work/$name.$kind" ]; then
       (cd "$work" && sha256sum "$name.$kind") >> "$actual"
