@@ -199,20 +199,20 @@ TEST(CubicToQuadratics, TwelveJoinedCurvesAtMost)
 TEST(CubicToQuadratics, QuadraticsStayCloseToTheCubic)
 {
 	std::mt19937 random(2024);
-	std::uniform_real_distribution<double> unit(0.0, 1.0);
+	std::uniform_real_distribution<float> unit(0.0f, 1.0f);
 	const char* names[] = {"S-curve", "loop", "cusp", "near line", "arc"};
 	for (int32_t family = 0; family < 5; family++)
 	{
 		for (int32_t trial = 0; trial < 40; trial++)
 		{
-			double a = unit(random), b = unit(random), h = unit(random), g = unit(random);
+			double a = double(unit(random)), b = double(unit(random)), h = double(unit(random)), g = double(unit(random));
 			const double shapes[5][4] = {{0.1 + 0.5 * a, 0.1 + h, 0.4 + 0.5 * b, -0.1 - g}, {1.2 + a, 0.5 + h, -0.2 - b, 0.5 + g},
 				{1.0 + 0.02 * (a - 0.5), 1.0, 0.02 * (b - 0.5), 1.0}, {0.3 * a, 0.002 * (h - 0.5), 0.7 + 0.3 * b, 0.002 * (g - 0.5)},
 				{0.3 + 0.4 * a, 0.2 + h, 1.0 + 0.5 * b, 0.2 + g}};
 			const double* s = shapes[family];
 			double x[4] = {0.0, s[0], s[2], 1.0}, y[4] = {0.0, s[1], s[3], (family == 3) ? 0.001 * (a - b) : 0.0};
-			double angle = unit(random) * 6.283, scale = 0.01 + unit(random) * 1000.0;
-			double dx = (unit(random) - 0.5) * 20.0 * scale, dy = (unit(random) - 0.5) * 20.0 * scale;
+			double angle = double(unit(random)) * 6.283, scale = 0.01 + double(unit(random)) * 1000.0;
+			double dx = (double(unit(random)) - 0.5) * 20.0 * scale, dy = (double(unit(random)) - 0.5) * 20.0 * scale;
 			Point2D p[4];
 			for (int32_t i = 0; i < 4; i++) p[i] = Point2D{float(scale * (std::cos(angle) * x[i] - std::sin(angle) * y[i]) + dx), float(scale * (std::sin(angle) * x[i] + std::cos(angle) * y[i]) + dy)};
 			CubicCurve c{p[0], p[1], p[2], p[3]};

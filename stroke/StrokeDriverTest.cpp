@@ -168,6 +168,8 @@ TEST(StrokeDriver, DashEdgeCases)
 		{"closed, seam on a dash: joined there", {0.5f, 0.5f}, 0.25f, 'ROND', Square(1.0f), 1, 8 * 4 + 4 * 4 + 8 * 4},
 		{"open, seam on a dash: capped there", {0.5f, 0.5f}, 0.25f, 'ROND', Square(1.0f), 0, 8 * 4 + 3 * 4 + 10 * 4},
 		{"closed, seam and corners in a gap", {0.5f, 0.5f}, 0.75f, 'ROND', Square(1.0f), 1, 4 * 4 + 8 * 4},
+		// The seam is at the start of the one dash and the contour ends inside it.
+		{"closed, one dash longer than the contour: joined at the seam", {4.5f, 1.0f}, 0.0f, 'FLAT', Square(1.0f), 1, 4 * 4 + 4 * 4},
 	};
 	for (const Row& row : rows)
 	{
