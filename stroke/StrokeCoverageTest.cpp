@@ -45,17 +45,16 @@ struct Polyline
 		return best;
 	}
 
-	// How far a sample lies beyond the first or last point, along the line's
-	// direction there; negative inside.
-	double BeyondEnd(size_t end, size_t before, double px, double py) const
-	{
-		double dx = x[end] - x[before], dy = y[end] - y[before];
-		return ((px - x[end]) * dx + (py - y[end]) * dy) / std::hypot(dx, dy);
-	}
-
+	// Beyond either end along the line's direction there, or within `inside` of it.
 	bool AtBareEnd(double px, double py, double inside) const
 	{
-		return bareEnds && (BeyondEnd(0, 1, px, py) > -inside || BeyondEnd(x.size() - 1, x.size() - 2, px, py) > -inside);
+		for (size_t end : {size_t(0), x.size() - 1})
+		{
+			size_t before = (end == 0) ? 1 : end - 1;
+			double dx = x[end] - x[before], dy = y[end] - y[before];
+			if (bareEnds && ((px - x[end]) * dx + (py - y[end]) * dy) / std::hypot(dx, dy) > -inside) return true;
+		}
+		return false;
 	}
 };
 
