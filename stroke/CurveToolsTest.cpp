@@ -219,7 +219,7 @@ TEST(CubicToQuadratics, QuadraticsStayCloseToTheCubic)
 			QuadraticCurve output[kMaxCubicQuadratics];
 			int32_t count = CubicToQuadratics(c, kCubicTolerance, output);
 			ASSERT_LE(count, kMaxCubicQuadratics);
-			std::vector<DoublePoint> line(1, DoublePoint{c.p0.x, c.p0.y});
+			std::vector<DoublePoint> line(1, DoublePoint{double(c.p0.x), double(c.p0.y)});
 			for (int32_t i = 1; i <= count * 64; i++) line.push_back(QuadraticAt(output[(i - 1) / 64], ((i - 1) % 64 + 1) / 64.0));
 			double worst = 0.0;
 			for (int32_t j = 0; j <= 100; j++)
@@ -234,8 +234,8 @@ TEST(CubicToQuadratics, QuadraticsStayCloseToTheCubic)
 				}
 				worst = std::fmax(worst, best);
 			}
-			double size = std::fmax(std::max({c.p0.x, c.p1.x, c.p2.x, c.p3.x}) - std::min({c.p0.x, c.p1.x, c.p2.x, c.p3.x}),
-				std::max({c.p0.y, c.p1.y, c.p2.y, c.p3.y}) - std::min({c.p0.y, c.p1.y, c.p2.y, c.p3.y}));
+			double size = double(std::fmax(std::max({c.p0.x, c.p1.x, c.p2.x, c.p3.x}) - std::min({c.p0.x, c.p1.x, c.p2.x, c.p3.x}),
+				std::max({c.p0.y, c.p1.y, c.p2.y, c.p3.y}) - std::min({c.p0.y, c.p1.y, c.p2.y, c.p3.y})));
 			ASSERT_LT(worst / size, 5.0 * double(kCubicTolerance)) << names[family] << " trial " << trial;
 		}
 	}
