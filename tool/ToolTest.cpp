@@ -482,6 +482,44 @@ TEST(Tool, AlbumFailureDeletesTheAlbumAndSkipsTheExchangeFile)
 	EXPECT_FALSE(Exists(exchange));
 }
 
+TEST(Tool, PictureRunsWriteAPictureAlbumOrNothing)
+{
+	Scratch scratch;
+	std::string input = std::string(VORP_SOURCE_DIR) + "/examples/badge.svg";
+	std::string half = scratch.Path("half.vorp");
+	std::string wide = scratch.Path("float.vorp");
+	EXPECT_EQ(RunVorp({"-pict", input, "-o", half}).status, 0);
+	EXPECT_EQ(RunVorp({"-pict", "-float", input, "-o", wide}).status, 0);
+	std::string halfBytes;
+	std::string wideBytes;
+	AlbumContents halfAlbum;
+	AlbumContents wideAlbum;
+	if (ReadAlbumFile(half, &halfBytes, &halfAlbum) && ReadAlbumFile(wide, &wideBytes, &wideAlbum))
+	{
+		EXPECT_GE(halfAlbum.directory.pictureCount, 1u);
+		EXPECT_GE(halfAlbum.components.GetCount(), 1);
+		EXPECT_EQ(halfAlbum.header.curveFormat, uint32_t('HLF4'));
+		EXPECT_EQ(wideAlbum.header.curveFormat, uint32_t('FLT4'));
+		EXPECT_EQ(wideAlbum.curveSize, 2 * halfAlbum.curveSize);
+	}
+
+	// One stroked path of four long contours needs more vertices than 16-bit
+	// indices reach: the album is deleted.
+	std::string text = "Path {Stroke (join = \"round\") {float {0.5}}";
+	for (int s = 0; s < 4; s++)
+	{
+		text += " float[2]* {M {0, " + std::to_string(s * 10) + "}";
+		for (int i = 1; i < 5000; i++) text += ", L {" + std::to_string(i % 100) + ", " + std::to_string(s * 10 + (i / 100) % 10) + "}";
+		text += "}";
+	}
+	std::string large = scratch.Write("large.tess", text + "}\n");
+	std::string album = scratch.Path("large.vorp");
+	RunResult result = RunVorp({"-pict", large, "-o", album});
+	EXPECT_EQ(result.output, "Error: Album too large.\n");
+	EXPECT_EQ(result.status, 1);
+	EXPECT_FALSE(Exists(album));
+}
+
 TEST(Tool, BandCountOptionReachesTheCompiler)
 {
 	Scratch scratch;
