@@ -496,6 +496,14 @@ uint32_t CompilePictureAlbum(VectorDocument* document, AlbumSink* output, bool f
 	}
 	std::free(layers);
 
+	// The directory was laid out from the counting pass; an album whose
+	// tables disagree with it must not be written.
+	if (result == 0 && (tables->entryCount != total.fills || tables->componentCount != componentTotal
+		|| tables->strokeCount != total.strokes || tables->vertexCount != total.vertices || tables->triangleCount != total.triangles))
+	{
+		result = 'SIZE';
+	}
+
 	if (result == 0)
 	{
 		// The file keeps the leading 40 bytes of every vertex.
