@@ -14,14 +14,6 @@
 #include "stroke/QuadraticCurve.h"
 #include "stroke/StrokeDriver.h"
 
-// The next structure after `node` in document order below `root`, stepping
-// over the children of a shape.
-static Structure* NextStructure(const Structure* root, const Structure* node)
-{
-	if (node->baseStructureType == 'geom') return ChildNode<Structure>::NextSibling(root, node);
-	return ChildNode<Structure>::NextNode(root, node);
-}
-
 static const GeometryStructure* ShapeWithCurves(const Structure* node)
 {
 	if (node->baseStructureType != 'geom') return nullptr;
@@ -132,15 +124,6 @@ int32_t WriteGradientRecord(const FillParameters* paint, TextureCursor* cursor, 
 
 	cursor->column += 3;
 	return (type == 'LINR') ? 1 : 2;
-}
-
-static bool AllLines(int32_t count, const QuadraticCurve* curves)
-{
-	for (int32_t i = 0; i < count; i++)
-	{
-		if (curves[i].p1.x != curves[i].p2.x || curves[i].p1.y != curves[i].p2.y) return false;
-	}
-	return true;
 }
 
 bool CompileFilled(const FillParameters* paint, int32_t count, const QuadraticCurve* curves,
