@@ -92,7 +92,7 @@ static int32_t ClampPixel(double value, int32_t limit)
 static PixelSpan SpanOf(const PixelFrame& frame, const Placement& placement, float minU, float minV, float maxU, float maxV)
 {
 	PixelSpan span = {0, 0, 0, 0};
-	double minX = INFINITY, minY = INFINITY, maxX = -INFINITY, maxY = -INFINITY;
+	double minX = HUGE_VAL, minY = HUGE_VAL, maxX = -HUGE_VAL, maxY = -HUGE_VAL;
 	const float us[2] = {minU, maxU};
 	const float vs[2] = {minV, maxV};
 	for (float u : us)
