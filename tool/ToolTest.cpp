@@ -482,27 +482,9 @@ TEST(Tool, AlbumFailureDeletesTheAlbumAndSkipsTheExchangeFile)
 	EXPECT_FALSE(Exists(exchange));
 }
 
-TEST(Tool, PictureRunsWriteAPictureAlbumOrNothing)
+TEST(Tool, PictureRunTooLargeDeletesTheAlbum)
 {
 	Scratch scratch;
-	std::string input = std::string(VORP_SOURCE_DIR) + "/examples/badge.svg";
-	std::string half = scratch.Path("half.vorp");
-	std::string wide = scratch.Path("float.vorp");
-	EXPECT_EQ(RunVorp({"-pict", input, "-o", half}).status, 0);
-	EXPECT_EQ(RunVorp({"-pict", "-float", input, "-o", wide}).status, 0);
-	std::string halfBytes;
-	std::string wideBytes;
-	AlbumContents halfAlbum;
-	AlbumContents wideAlbum;
-	if (ReadAlbumFile(half, &halfBytes, &halfAlbum) && ReadAlbumFile(wide, &wideBytes, &wideAlbum))
-	{
-		EXPECT_GE(halfAlbum.directory.pictureCount, 1u);
-		EXPECT_GE(halfAlbum.components.GetCount(), 1);
-		EXPECT_EQ(halfAlbum.header.curveFormat, uint32_t('HLF4'));
-		EXPECT_EQ(wideAlbum.header.curveFormat, uint32_t('FLT4'));
-		EXPECT_EQ(wideAlbum.curveSize, 2 * halfAlbum.curveSize);
-	}
-
 	// One stroked path of four long contours needs more vertices than 16-bit
 	// indices reach: the album is deleted.
 	std::string text = "Path {Stroke (join = \"round\") {float {0.5}}";
