@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "album/TextureCursor.h"
+#include "stroke/StrokeMesh.h"
 
 // The records are written as they stand in memory, so the host must share the
 // file's byte order.
@@ -141,6 +142,8 @@ struct StrokeRecord
 	uint32_t triangleCount;
 };
 
+// A stroke triangle is stored as stroke geometry builds it (StrokeMesh.h).
+
 // The stroke vertex as the file holds it: the leading 40 bytes of the vertex
 // that stroke geometry builds. texcoord[2] and texcoord[3] carry 32-bit words
 // as bit patterns.
@@ -149,11 +152,6 @@ struct PackedStrokeVertex
 	float position[4];
 	float texcoord[4];
 	float jacobian[2];
-};
-
-struct StrokeTriangle
-{
-	uint16_t index[3];
 };
 
 static_assert(sizeof(AlbumHeader) == 80);

@@ -109,9 +109,7 @@ uint8_t ColorToSrgbByte(float value)
 	return uint8_t(int32_t(scaled));
 }
 
-// The next structure after `node` in document order below `root`, stepping
-// over the children of a shape.
-static Structure* NextStructure(const Structure* root, const Structure* node)
+Structure* NextStructure(const Structure* root, const Structure* node)
 {
 	if (node->baseStructureType == 'geom') return ChildNode<Structure>::NextSibling(root, node);
 	return ChildNode<Structure>::NextNode(root, node);
@@ -160,7 +158,7 @@ static bool ReserveLayerTable(TextureCursor* cursor, int64_t texels, int32_t lay
 	return true;
 }
 
-static bool AllLines(int32_t count, const QuadraticCurve* curves)
+bool AllLines(int32_t count, const QuadraticCurve* curves)
 {
 	for (int32_t i = 0; i < count; i++)
 	{

@@ -22,6 +22,14 @@ extern const uint8_t kSrgbToLinearByte[256];
 // truncated. Values past the ends of 0 to 1 (and NaN) saturate at 0 and 255.
 uint8_t ColorToSrgbByte(float value);
 
+// The next structure after `node` in document order below `root`, stepping
+// over the children of a shape: the walk of both compilers.
+Structure* NextStructure(const Structure* root, const Structure* node);
+
+// True when every curve is a straight line, its control point on its end;
+// also for no curves at all.
+bool AllLines(int32_t count, const QuadraticCurve* curves);
+
 // The driver of an icon run: normalises every shape, compiles one entry for
 // the whole document, or one for each Layer at the top when there are
 // several, and writes the album through `output`. Returns 0, 'SIZE' when the

@@ -784,4 +784,8 @@ void StrokeStructure::ScaleStroke(float factor)
 	float* scaled = scaledDash.GetData();
 	for (int32_t i = 0; i < count; i++) scaled[i] = source[i] * factor;
 	parameters.dashArray = scaled;
+
+	// The phase is a length along the same pattern, so it shares its unit;
+	// left alone it would shift the dashes on every shape not one unit wide.
+	parameters.dashOffset = parameters.dashOffset * factor;
 }

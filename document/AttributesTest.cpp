@@ -198,18 +198,20 @@ TEST(StrokeStructure, ReadsDashAndScalesIt)
 	EXPECT_EQ(stroke->parameters.dashArray, lengths->data.GetData());
 	EXPECT_EQ(stroke->parameters.dashOffset, 0.5f);
 
-	// The scaled lengths are the stroke's own; the source and the offset stay as written.
+	// The scaled lengths are the stroke's own and the source stays as written;
+	// the offset scales with the lengths, being a length along the pattern.
 	stroke->ScaleStroke(0.5f);
 	EXPECT_EQ(stroke->parameters.width, 1.0f);
 	ASSERT_EQ(stroke->scaledDash.GetCount(), 4);
 	EXPECT_EQ(stroke->parameters.dashArray, stroke->scaledDash.GetData());
 	for (int32_t i = 0; i < 4; i++) EXPECT_EQ(stroke->parameters.dashArray[i], 0.5f * float(i + 1));
 	EXPECT_EQ(lengths->data[3], 4.0f);
-	EXPECT_EQ(stroke->parameters.dashOffset, 0.5f);
+	EXPECT_EQ(stroke->parameters.dashOffset, 0.25f);
 
 	// Processing again starts over from the source.
 	ASSERT_EQ(CodeString(stroke->ProcessData(&document)), "0");
 	EXPECT_EQ(stroke->scaledDash.GetCount(), 0);
 	EXPECT_EQ(stroke->parameters.dashArray, lengths->data.GetData());
 	EXPECT_EQ(stroke->parameters.width, 2.0f);
+	EXPECT_EQ(stroke->parameters.dashOffset, 0.5f);
 }

@@ -6,6 +6,7 @@
 
 #include "album/AlbumReader.h"
 #include "album/IconCompiler.h"
+#include "album/PictureRenderer.h"
 #include "album/Png.h"
 #include "album/Renderer.h"
 #include "support/Code.h"
@@ -94,10 +95,76 @@ static uint32_t DrawEntry(const AlbumContents& album, int32_t index, const Rende
 	return 0;
 }
 
+static int WritePngFile(const uint8_t* image, int32_t width, int32_t height, const char* outputPath)
+{
+	Array<uint8_t, 0> png;
+	if (WritePng(image, width, height, &png) != 0) return Fail("Image too large.");
+
+	File output;
+	if (output.Open(outputPath, kFileModeCreate) != kFileOkay) return Fail("Cannot open output file.");
+	bool written = (output.Write(png.GetData(), uint32_t(png.GetCount())) == kFileOkay);
+	output.Close();
+	if (!written)
+	{
+		DeleteFile(outputPath);
+		return Fail("Cannot write output file.");
+	}
+	return 0;
+}
+
+// A picture album: each picture in a `size` square cell, side by side, or
+// only picture `pictureIndex`. Components blend in linear light; the PNG
+// receives sRGB.
+static int RenderPictures(const AlbumContents& album, const char* outputPath, int32_t size, bool allPictures, uint32_t pictureIndex, bool premultiplied)
+{
+	int32_t pictureCount = album.pictures.GetCount();
+	if (!allPictures && pictureIndex >= uint32_t(pictureCount)) return Fail("No such picture.");
+	int32_t cells = allPictures ? pictureCount : 1;
+	int64_t imageWidth = int64_t(size) * cells;
+	if (imageWidth * size > kMaxImagePixels || imageWidth > 0x7FFFFFFF) return Fail("Image too large.");
+
+	uint8_t* image = static_cast<uint8_t*>(std::calloc(size_t(imageWidth * size), 4));
+	float* cell = static_cast<float*>(std::malloc(size_t(size) * size_t(size) * 4 * sizeof(float)));
+	if (!image || !cell) std::abort();
+	uint32_t result = 0;
+	for (int32_t c = 0; c < cells && result == 0; c++)
+	{
+		int32_t index = allPictures ? c : int32_t(pictureIndex);
+		std::memset(cell, 0, size_t(size) * size_t(size) * 4 * sizeof(float));
+		result = RenderPicture(&album, index, size, size, cell);
+		if (result != 0)
+		{
+			char name[5];
+			CodeText(result, name);
+			std::printf("Error: Invalid picture %d (%s).\n", index, name);
+			break;
+		}
+		for (int32_t y = 0; y < size; y++)
+		{
+			float* row = cell + int64_t(y) * size * 4;
+			EncodeSrgb(row, size, true);
+			if (!premultiplied)
+			{
+				for (int32_t x = 0; x < size; x++)
+				{
+					float* pixel = row + int64_t(x) * 4;
+					for (int32_t k = 0; k < 3; k++) pixel[k] = (pixel[3] > 0.0f) ? pixel[k] / pixel[3] : 0.0f;
+				}
+			}
+			ConvertToBytes(row, int64_t(size) * 4, image + (int64_t(y) * imageWidth + int64_t(c) * size) * 4);
+		}
+	}
+	std::free(cell);
+	int status = (result != 0) ? 1 : WritePngFile(image, int32_t(imageWidth), size, outputPath);
+	std::free(image);
+	return status;
+}
+
 static int Render(const char* path, const char* outputPath, int32_t size, bool allEntries, uint32_t entryIndex, bool premultiplied)
 {
 	AlbumContents album;
 	if (!LoadAlbumFile(path, &album)) return 1;
+	if (album.directory.pictureCount != 0) return RenderPictures(album, outputPath, size, allEntries, entryIndex, premultiplied);
 
 	int32_t entryCount = album.entries.GetCount();
 	if (entryCount == 0) return Fail("The album has no entries.");
@@ -134,21 +201,9 @@ static int Render(const char* path, const char* outputPath, int32_t size, bool a
 		return 1;
 	}
 
-	Array<uint8_t, 0> png;
-	result = WritePng(image, int32_t(imageWidth), size, &png);
+	int status = WritePngFile(image, int32_t(imageWidth), size, outputPath);
 	std::free(image);
-	if (result != 0) return Fail("Image too large.");
-
-	File output;
-	if (output.Open(outputPath, kFileModeCreate) != kFileOkay) return Fail("Cannot open output file.");
-	bool written = (output.Write(png.GetData(), uint32_t(png.GetCount())) == kFileOkay);
-	output.Close();
-	if (!written)
-	{
-		DeleteFile(outputPath);
-		return Fail("Cannot write output file.");
-	}
-	return 0;
+	return status;
 }
 
 int main(int argc, char** argv)

@@ -4,6 +4,7 @@
 
 #include "album/AlbumFile.h"
 #include "album/IconCompiler.h"
+#include "album/PictureCompiler.h"
 #include "description/Literals.h"
 #include "document/TextWriter.h"
 #include "document/VectorDocument.h"
@@ -202,9 +203,7 @@ static int32_t RunSingleMode(VectorDocument* document, const char* inputName, co
 		uint32_t result = 0;
 		if (pictureFlag)
 		{
-			// Gap: the picture compiler is not built yet; with -pict the album
-			// file is created and left empty. -float reaches only that compiler.
-			(void) floatFlag;
+			result = CompilePictureAlbum(document, &sink, floatFlag, compressFlag);
 		}
 		else
 		{

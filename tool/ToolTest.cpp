@@ -483,6 +483,26 @@ TEST(Tool, AlbumFailureDeletesTheAlbumAndSkipsTheExchangeFile)
 	EXPECT_FALSE(Exists(exchange));
 }
 
+TEST(Tool, PictureRunTooLargeDeletesTheAlbum)
+{
+	Scratch scratch;
+	// One stroked path of four long contours needs more vertices than 16-bit
+	// indices reach: the album is deleted.
+	std::string text = "Path {Stroke (join = \"round\") {float {0.5}}";
+	for (int s = 0; s < 4; s++)
+	{
+		text += " float[2]* {M {0, " + std::to_string(s * 10) + "}";
+		for (int i = 1; i < 5000; i++) text += ", L {" + std::to_string(i % 100) + ", " + std::to_string(s * 10 + (i / 100) % 10) + "}";
+		text += "}";
+	}
+	std::string large = scratch.Write("large.tess", text + "}\n");
+	std::string album = scratch.Path("large.vorp");
+	RunResult result = RunVorp({"-pict", large, "-o", album});
+	EXPECT_EQ(result.output, "Error: Album too large.\n");
+	EXPECT_EQ(result.status, 1);
+	EXPECT_FALSE(Exists(album));
+}
+
 TEST(Tool, BandCountOptionReachesTheCompiler)
 {
 	Scratch scratch;
@@ -546,6 +566,32 @@ TEST(Tool, RenderedExampleIsAPicture)
 // entry whose box is a denormal wide has no area under denormals-are-zero, so
 // nothing is drawn; read in the default mode, the square behind it would fill
 // every pixel.
+TEST(Tool, RenderedPictureAlbumKeepsItsColours)
+{
+	Scratch scratch;
+	std::string input = std::string(VORP_SOURCE_DIR) + "/examples/badge.svg";
+	std::string album = scratch.Path("badge.vorp");
+	std::string picture = scratch.Path("badge.png");
+	EXPECT_EQ(RunVorp({"-pict", input, "-o", album}).status, 0);
+	RunResult render = RunProgram(VORP_RENDER_EXECUTABLE, {album, "-o", picture, "--size", "32"});
+	EXPECT_EQ(render.status, 0) << render.output;
+	std::string png = ReadWhole(picture);
+	ASSERT_GE(png.size(), 48u + 32u * 257u);
+	// Two layers, two pictures side by side in cells of 32, stored as in the
+	// icon case: the second cell's centre is the dot, #1E6FD9 over the star;
+	// the first cell's corner lies outside the rounded square.
+	EXPECT_EQ(uint8_t(png[19]), 64u);
+	EXPECT_EQ(uint8_t(png[23]), 32u);
+	size_t centre = 48 + 16 * 257 + 1 + 48 * 4;
+	const int expected[4] = {0x1E, 0x6F, 0xD9, 255};
+	for (int c = 0; c < 4; c++) EXPECT_NEAR(int(uint8_t(png[centre + c])), expected[c], 2) << "channel " << c;
+	EXPECT_EQ(uint8_t(png[48 + 1 + 3]), 0u) << "the corner is transparent";
+
+	RunResult missing = RunProgram(VORP_RENDER_EXECUTABLE, {album, "-o", picture, "--entry", "2"});
+	EXPECT_EQ(missing.output, "Error: No such picture.\n");
+	EXPECT_EQ(missing.status, 1);
+}
+
 TEST(Tool, RenderRunsWithDenormalsAsZero)
 {
 	Scratch scratch;
