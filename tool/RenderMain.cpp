@@ -142,7 +142,7 @@ static int RenderPictures(const AlbumContents& album, const char* outputPath, in
 		for (int32_t y = 0; y < size; y++)
 		{
 			float* row = cell + int64_t(y) * size * 4;
-			EncodeSrgb(row, size, true);
+			EncodeSrgbPixels(row, size, true);
 			if (!premultiplied)
 			{
 				for (int32_t x = 0; x < size; x++)
