@@ -167,7 +167,7 @@ bool AllLines(int32_t count, const QuadraticCurve* curves)
 	return true;
 }
 
-static void FillEntry(EntryRecord* entry, const Box2D& box, BandCounts bandCounts, TexelLocation bands, TexelLocation table, uint16_t flags)
+void FillEntry(EntryRecord* entry, const Box2D& box, BandCounts bandCounts, TexelLocation bands, TexelLocation table, uint16_t flags)
 {
 	entry->minX = box.xMin;
 	entry->minY = box.yMin;

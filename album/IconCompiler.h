@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "album/AlbumFile.h"
+#include "album/Bands.h"
 #include "album/TextureCursor.h"
 
 struct BandWorkspace;
@@ -29,6 +30,10 @@ Structure* NextStructure(const Structure* root, const Structure* node);
 // True when every curve is a straight line, its control point on its end;
 // also for no curves at all.
 bool AllLines(int32_t count, const QuadraticCurve* curves);
+
+// An entry's bounds, band headers, band scales, flags and layer table, with
+// its polygon cleared; both compilers fill their entries through it.
+void FillEntry(EntryRecord* entry, const Box2D& box, BandCounts bandCounts, TexelLocation bands, TexelLocation table, uint16_t flags);
 
 // The driver of an icon run: normalises every shape, compiles one entry for
 // the whole document, or one for each Layer at the top when there are

@@ -153,20 +153,8 @@ bool CompileFilled(const FillParameters* paint, int32_t count, const QuadraticCu
 	uint16_t flags = AllLines(count, curves) ? kEntryLinesOnly : 0;
 	if (paint->fillRule == 'EVOD') flags |= kEntryEvenOdd;
 
-	entry->minX = box.xMin;
-	entry->minY = box.yMin;
-	entry->maxX = box.xMax;
-	entry->maxY = box.yMax;
-	entry->bandColumn = location.column;
-	entry->bandRow = location.row;
-	entry->bandCountX = uint16_t(bandCounts.x & 0xFF);
-	entry->bandCountY = uint16_t(bandCounts.y & 0xFF);
-	ComputeBandScales(bandCounts, box, &entry->bandScaleX, &entry->bandScaleY);
-	entry->entryFlags = flags;
+	FillEntry(entry, box, bandCounts, location, TexelLocation{0, 0}, flags);
 	entry->gradientType = uint16_t(gradientType);
-	entry->layerColumn = 0;
-	entry->layerRow = 0;
-	std::memset(entry->polygon, 0, sizeof(entry->polygon));
 	const QuadraticCurve* groups[1] = {curves};
 	entry->polygonCode = ComputeBoundingPolygon(1, &count, groups, entry->polygon, polyVertexCount, polyEdgeFactor);
 	return true;
