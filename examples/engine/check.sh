@@ -37,6 +37,12 @@ for file in bin/vorp bin/vorp-dump bin/vorp-render \
   share/doc/vorp/README.md share/doc/vorp/docs/host.md; do
   [ -e "$prefix/$file" ] || fail "cmake --install did not write $file"
 done
+# The tools that are built only where their libraries are found.
+for tool in view/vorp-view prep/vorp-prep; do
+  if [ -x "$build/$tool" ] && [ ! -x "$prefix/bin/${tool#*/}" ]; then
+    fail "cmake --install did not install ${tool#*/}"
+  fi
+done
 
 # The version file: 1.0 is satisfied, 2.0 is not.
 for wanted in 1.0 2.0; do
