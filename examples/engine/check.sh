@@ -57,10 +57,23 @@ for wanted in 1.0 2.0; do
   fi
 done
 
+# Two drawings of one name in one output directory are refused.
+probe=$work/probe-names
+mkdir -p "$probe"
+printf 'cmake_minimum_required(VERSION 3.25)\nproject(probe NONE)\nfind_package(vorp 1.0 REQUIRED)\nvorp_add_albums(TARGET icons SOURCES a/star.svg b/star.svg)\n' \
+  > "$probe/CMakeLists.txt"
+if cmake -S "$probe" -B "$probe/build" -DCMAKE_PREFIX_PATH="$prefix" >"$probe/log" 2>&1; then
+  fail "vorp_add_albums accepted two drawings that make one album"
+fi
+grep -q 'two sources make' "$probe/log" || { cat "$probe/log"; fail "vorp_add_albums did not say why it refused"; }
+
 # The example against the installed package, from a fresh directory; the
 # source tree is on no include path, so the installed headers must suffice.
+# It builds from a copy, whose drawings the rebuild check may touch.
+copy=$work/example
+cp -r "$here" "$copy"
 engine=$work/engine
-cmake -S "$here" -B "$engine" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake -S "$copy" -B "$engine" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 grep -qx "vorp_DIR:PATH=$prefix/lib/cmake/vorp" "$engine/CMakeCache.txt" \
   || fail "the example did not find the package in $prefix"
 cmake --build "$engine" -j 2
@@ -76,7 +89,7 @@ cmp "$work/ring-pict.vorp" "$engine/pictures/ring.vorp" || fail "the picture alb
 [ "$(ninja -C "$engine" -n | grep -c 'Compiling album')" = 0 ] || fail "a finished build has albums left to compile"
 badge_before=$(stat -c %y "$engine/icons/badge.vorp")
 ring_before=$(stat -c %y "$engine/icons/ring.vorp" "$engine/pictures/ring.vorp")
-touch "$here/ring.svg"
+touch "$copy/ring.svg"
 log=$(ninja -C "$engine" -j 2)
 echo "$log"
 [ "$(grep -c 'Compiling album ring.vorp' <<<"$log")" = 2 ] || fail "touching ring.svg did not recompile both ring albums"
@@ -133,7 +146,7 @@ installed_deb=1
 /usr/bin/vorp -max-band-count 16 -o "$work/badge-deb.vorp" "$here/badge.svg" >/dev/null
 cmp "$work/badge.vorp" "$work/badge-deb.vorp" || fail "the packaged vorp writes other bytes"
 system=$work/engine-system
-cmake -S "$here" -B "$system" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake -S "$copy" -B "$system" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 grep -qx "vorp_DIR:PATH=/usr/lib/cmake/vorp" "$system/CMakeCache.txt" || fail "the example did not find the installed package"
 cmake --build "$system" -j 2 >/dev/null
 "$system/vorp-engine-example" "$system/icons/badge.vorp" "$system/pictures/ring.vorp" >/dev/null
