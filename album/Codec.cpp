@@ -43,7 +43,7 @@ static constexpr uint8_t kFiller = 0xE0;
 // intact. Heads are sized to the input, since clearing them is most of the
 // work on a small image.
 static constexpr uint32_t kLeastBucketBits = 8;
-static constexpr uint32_t kMostBucketBits = 16;
+static constexpr uint32_t kMostBucketBits = 17;
 
 struct CodecTables
 {
@@ -248,9 +248,11 @@ uint32_t Compress(const void* inputData, uint32_t inputSize, void* outputData)
 	if (inputSize >= 6)
 	{
 		// One allocation sized to the input: a ring no larger than the input
-		// holds every position, since a slot is its position then.
+		// holds every position, since a slot is its position then. Buckets
+		// number up to twice the positions, as a bucket shared by two 4-byte
+		// values costs the search a step on every visit.
 		uint32_t bucketBits = kLeastBucketBits;
-		while ((bucketBits < kMostBucketBits) && ((1u << bucketBits) < inputSize)) bucketBits++;
+		while ((bucketBits < kMostBucketBits) && ((size_t(1) << bucketBits) < 2 * size_t(inputSize))) bucketBits++;
 		uint32_t ring = 1;
 		while ((ring < 2 * kWindowSize) && (ring < inputSize)) ring <<= 1;
 		size_t words = (size_t(1) << bucketBits) + size_t(ring) + (size_t(ring) + kHeadCount) / 2;
