@@ -445,13 +445,11 @@ uint32_t Decompress(const void* inputData, uint32_t inputSize, void* outputData,
 			uint32_t family = first & 0xE0;
 			if ((family != 0x40) && (family != 0x80)) break;
 			uint32_t length = (first & 0x1F) + 4;
-			size_t distance = in[1];
-			if (family == 0x80)
-			{
-				distance = (distance << 8) | in[2];
-				in++;
-			}
-			distance++;
+			// The 0x80 family takes a second distance byte. Which family comes
+			// next is as good as random, so the choice is made without a branch.
+			size_t wide = first >> 7;
+			size_t distance = ((size_t(in[1]) << (8 * wide)) | (in[2] & (0 - wide))) + 1;
+			in += wide;
 			if (distance > size_t(out - output)) return 'DIST';
 			in += 2;
 			if (distance >= 16)
