@@ -71,9 +71,11 @@ static inline uint32_t Load32(const uint8_t* bytes)
 	return value;
 }
 
+// The first 12 bits of the two bytes read high byte first, which compilers
+// turn into one 16-bit load.
 static inline uint32_t HashAt(const uint8_t* input, uint32_t position)
 {
-	return (uint32_t(input[position]) << 4) | (uint32_t(input[position + 1]) >> 4);
+	return ((uint32_t(input[position]) << 8) | uint32_t(input[position + 1])) >> 4;
 }
 
 // Links positions `tables->linked` to `until` - 1, each needing 4 bytes of
