@@ -25,30 +25,36 @@ static constexpr uint8_t kFiller = 0xE0;
 // Match search. The window holds the last 32768 positions; a position p
 // belongs to the chain of its first 12 bits, (input[p] << 4) | (input[p + 1]
 // >> 4), which runs from the newest position to the oldest, and a search walks
-// at most 256 nodes of it. A position leaves the window exactly when the one
-// 32768 ahead claims its slot.
+// at most 256 nodes of it.
 //
-// Only candidates that share the first 4 bytes can win, so the walk runs over
-// a finer chain instead: the positions whose first 4 bytes hash alike, a
-// subsequence of the 12-bit chain in the same order that holds every such
-// candidate. Each position records how many positions of its 12-bit chain
-// had been inserted with it, which gives its place in that chain at search
-// time; the walk stops where that place passes 256, exactly where the 12-bit
-// walk would have stopped. Positions go in contiguously from 0, so every
-// position below the search point is in the tables and a slot is read only
-// through the position that owns it. The finer heads are sized to the input,
-// since clearing them is most of the work on a small image.
-static constexpr uint32_t kLeastBucketBits = 10;
-static constexpr uint32_t kMostBucketBits = 16;
+// What a search at p may see does not depend on the parse: every position
+// below p has been inserted by then, whether it started a token or lay inside
+// a match. So the links are built ahead in a plain pass over the input, and
+// the parse only reads them. Each position gets `previous`, the newest earlier
+// position whose first 4 bytes fall in the same bucket (only candidates that
+// share the first 4 bytes can win, and they all lie on this finer chain, in
+// the same order), and `order`, how many positions of its 12-bit chain came
+// up to and including it. The difference of two orders is a place in the
+// 12-bit chain, so the walk stops exactly where the 12-bit walk would have.
+// Orders are kept modulo 2^16, exact since the window is smaller.
+//
+// The links live in a ring of twice the window, so a block of up to one
+// window can be linked ahead while the window behind the search point stays
+// intact. Heads are sized to the input, since clearing them is most of the
+// work on a small image.
+static constexpr uint32_t kLeastBucketBits = 8;
+static constexpr uint32_t kMostBucketBits = 17;
 
 struct CodecTables
 {
-	uint32_t* insertCount;
-	uint32_t* order;
-	uint32_t* older;
 	uint32_t* bucketHead;
-	uint32_t windowMask;
+	uint32_t* previous;
+	uint16_t* order;
+	uint16_t* chainCount;
+	uint32_t ringMask;
 	uint32_t bucketShift;
+	// Positions below `linked` have their links.
+	uint32_t linked;
 };
 
 struct CodecWriter
@@ -65,25 +71,36 @@ static inline uint32_t Load32(const uint8_t* bytes)
 	return value;
 }
 
+// The first 12 bits of the two bytes read high byte first, which compilers
+// turn into one 16-bit load.
 static inline uint32_t HashAt(const uint8_t* input, uint32_t position)
 {
-	return (uint32_t(input[position]) << 4) | (uint32_t(input[position + 1]) >> 4);
+	return ((uint32_t(input[position]) << 8) | uint32_t(input[position + 1])) >> 4;
 }
 
-// Equal first 4 bytes give equal buckets on any byte order; only the
-// spread of the others depends on it.
-static inline uint32_t BucketAt(const CodecTables* tables, const uint8_t* input, uint32_t position)
+// Links positions `tables->linked` to `until` - 1, each needing 4 bytes of
+// input from it. Equal first 4 bytes give equal buckets on any byte order;
+// only the spread of the others depends on it.
+static void LinkPositions(CodecTables* tables, const uint8_t* input, uint32_t until)
 {
-	return (Load32(input + position) * 0x9E3779B1u) >> tables->bucketShift;
-}
-
-static inline void InsertPosition(CodecTables* tables, const uint8_t* input, uint32_t position)
-{
-	uint32_t slot = position & tables->windowMask;
-	uint32_t bucket = BucketAt(tables, input, position);
-	tables->order[slot] = ++tables->insertCount[HashAt(input, position)];
-	tables->older[slot] = tables->bucketHead[bucket];
-	tables->bucketHead[bucket] = position;
+	uint32_t* bucketHead = tables->bucketHead;
+	uint32_t* previous = tables->previous;
+	uint16_t* order = tables->order;
+	uint16_t* chainCount = tables->chainCount;
+	uint32_t ringMask = tables->ringMask;
+	uint32_t bucketShift = tables->bucketShift;
+	for (uint32_t position = tables->linked; position < until; position++)
+	{
+		uint32_t bucket = (Load32(input + position) * 0x9E3779B1u) >> bucketShift;
+		uint32_t slot = position & ringMask;
+		uint32_t hash = HashAt(input, position);
+		uint16_t count = uint16_t(chainCount[hash] + 1);
+		chainCount[hash] = count;
+		order[slot] = count;
+		previous[slot] = bucketHead[bucket];
+		bucketHead[bucket] = position;
+	}
+	tables->linked = until;
 }
 
 // Counts how many leading bytes of `earlier` and `current` agree, up to `limit`.
@@ -232,92 +249,113 @@ uint32_t Compress(const void* inputData, uint32_t inputSize, void* outputData)
 	// Under 6 bytes the search is skipped and every byte goes out as a literal.
 	if (inputSize >= 6)
 	{
-		// One allocation sized to the input: a window no larger than the
-		// input holds every position, since a slot is its position then.
+		// One allocation sized to the input: a ring no larger than the input
+		// holds every position, since a slot is its position then. Buckets
+		// number up to twice the positions, as a bucket shared by two 4-byte
+		// values costs the search a step on every visit.
 		uint32_t bucketBits = kLeastBucketBits;
-		while ((bucketBits < kMostBucketBits) && ((1u << (bucketBits + 1)) <= inputSize)) bucketBits++;
-		uint32_t window = 1;
-		while ((window < kWindowSize) && (window < inputSize)) window <<= 1;
-		size_t words = size_t(kHeadCount) + 2 * size_t(window) + (size_t(1) << bucketBits);
+		while ((bucketBits < kMostBucketBits) && ((size_t(1) << bucketBits) < 2 * size_t(inputSize))) bucketBits++;
+		uint32_t ring = 1;
+		while ((ring < 2 * kWindowSize) && (ring < inputSize)) ring <<= 1;
+		size_t words = (size_t(1) << bucketBits) + size_t(ring) + (size_t(ring) + kHeadCount) / 2;
 		uint32_t* storage = new uint32_t[words];
-		CodecTables tableSet = {storage, storage + kHeadCount, storage + kHeadCount + window, storage + kHeadCount + 2 * window, window - 1, 32 - bucketBits};
+		CodecTables tableSet;
 		CodecTables* tables = &tableSet;
-		std::memset(tables->insertCount, 0, sizeof(uint32_t) * kHeadCount);
+		tables->bucketHead = storage;
+		tables->previous = storage + (size_t(1) << bucketBits);
+		tables->order = reinterpret_cast<uint16_t*>(tables->previous + ring);
+		tables->chainCount = tables->order + ring;
+		tables->ringMask = ring - 1;
+		tables->bucketShift = 32 - bucketBits;
+		tables->linked = 0;
 		std::memset(tables->bucketHead, 0xFF, sizeof(uint32_t) << bucketBits);
-		InsertPosition(tables, input, 0);
+		std::memset(tables->chainCount, 0, sizeof(uint16_t) * kHeadCount);
 
+		// The last position a search reads links of is inputSize - 5.
+		uint32_t lastLinked = inputSize - 4;
 		uint32_t p = 1;
 		while (inputSize - p >= 5)
 		{
+			if (p >= tables->linked) LinkPositions(tables, input, (lastLinked - p > kWindowSize) ? p + kWindowSize : lastLinked);
 			uint32_t remaining = inputSize - p;
 			const uint8_t* current = input + p;
+			uint32_t first = Load32(current);
+			uint32_t windowStart = (p > kWindowSize) ? p - kWindowSize : 0;
+			uint32_t candidate = tables->previous[p & tables->ringMask];
+			bool chained = (candidate != kNoPosition) && (candidate >= windowStart);
+			// A run of the previous byte needs its first 4 bytes equal to
+			// those one back; most positions have neither that nor a chain.
+			bool run = (Load32(current - 1) == first);
+			if (!run && !chained)
+			{
+				p++;
+				continue;
+			}
 
 			// A run of the previous byte comes first and wins every tie.
-			uint32_t bestLength = CountMatch(current - 1, current, remaining);
-			if (bestLength < kShortestMatch) bestLength = 0;
+			uint32_t bestLength = 0;
 			uint32_t bestDistance = 1;
+			if (run) bestLength = kShortestMatch + CountMatch(current + 3, current + 4, remaining - 4);
 
 			// Walk the chain, newest first, for at most 256 nodes. A candidate
 			// replaces the best only with a strictly better score, so the newest
 			// of equals stays. The walk ends early once no candidate can win,
 			// which also covers a candidate that reached the end of the input.
 			uint32_t needed = LengthToBeat(bestLength);
-			uint32_t windowStart = (p > kWindowSize) ? p - kWindowSize : 0;
-			uint32_t chainCount = tables->insertCount[HashAt(input, p)];
-			uint32_t candidate = tables->bucketHead[BucketAt(tables, input, p)];
-			uint32_t first = Load32(current);
-			while ((needed <= remaining) && (candidate != kNoPosition) && (candidate >= windowStart))
+			if (chained && (needed <= remaining))
 			{
-				uint32_t slot = candidate & tables->windowMask;
-				const uint8_t* earlier = input + candidate;
-				// A position whose first 4 bytes only hash alike is on
-				// another 12-bit chain, and its place counts there: step
-				// over it.
-				if (Load32(earlier) != first)
+				// The orders count p itself, so a place of 256 or more reads
+				// as a difference above 256.
+				uint16_t ownOrder = tables->order[p & tables->ringMask];
+				do
 				{
-					candidate = tables->older[slot];
-					continue;
-				}
-				if (chainCount - tables->order[slot] >= kChainLimit) break;
-				// The 4 bytes that end at the length to beat go first: a
-				// candidate that differs there cannot win.
-				if (Load32(earlier + needed - 4) == Load32(current + needed - 4))
-				{
-					uint32_t length = CountMatch(earlier, current, remaining);
-					if (length >= needed)
+					uint32_t slot = candidate & tables->ringMask;
+					const uint8_t* earlier = input + candidate;
+					// A position whose first 4 bytes only hash alike is on
+					// another 12-bit chain, and its place counts there: step
+					// over it.
+					if (Load32(earlier) == first)
 					{
-						bestLength = length;
-						bestDistance = p - candidate;
-						needed = LengthToBeat(length);
+						if (uint16_t(ownOrder - tables->order[slot]) > kChainLimit) break;
+						// The 4 bytes that end at the length to beat go first:
+						// a candidate that differs there cannot win.
+						if (Load32(earlier + needed - 4) == Load32(current + needed - 4))
+						{
+							uint32_t length = CountMatch(earlier, current, remaining);
+							if (length >= needed)
+							{
+								bestLength = length;
+								bestDistance = p - candidate;
+								needed = LengthToBeat(length);
+								if (needed > remaining) break;
+							}
+						}
 					}
+					candidate = tables->previous[slot];
 				}
-				candidate = tables->older[slot];
+				while ((candidate != kNoPosition) && (candidate >= windowStart));
 			}
 
-			if (bestLength != 0)
+			if (bestLength == 0)
 			{
-				// Deliberate: no token holds a match rest of 1 to 3 bytes, so a
-				// match over 65827 bytes that would leave one is cut back to a
-				// whole number of 65827-byte tokens; the cut bytes are coded
-				// afresh from the next position.
-				uint32_t rest = bestLength % kLongestMatchToken;
-				if ((bestLength > kLongestMatchToken) && (rest != 0) && (rest < kShortestMatch)) bestLength -= rest;
-
-				if (!WriteLiterals(&writer, input + literalStart, p - literalStart) || !WriteMatch(&writer, bestLength, bestDistance))
-				{
-					delete[] storage;
-					return 0;
-				}
-				uint32_t insertCount = (bestLength < remaining - 4) ? bestLength : remaining - 4;
-				for (uint32_t i = 0; i < insertCount; i++) InsertPosition(tables, input, p + i);
-				p += bestLength;
-				literalStart = p;
-			}
-			else
-			{
-				InsertPosition(tables, input, p);
 				p++;
+				continue;
 			}
+
+			// Deliberate: no token holds a match rest of 1 to 3 bytes, so a
+			// match over 65827 bytes that would leave one is cut back to a
+			// whole number of 65827-byte tokens; the cut bytes are coded
+			// afresh from the next position.
+			uint32_t rest = bestLength % kLongestMatchToken;
+			if ((bestLength > kLongestMatchToken) && (rest != 0) && (rest < kShortestMatch)) bestLength -= rest;
+
+			if (!WriteLiterals(&writer, input + literalStart, p - literalStart) || !WriteMatch(&writer, bestLength, bestDistance))
+			{
+				delete[] storage;
+				return 0;
+			}
+			p += bestLength;
+			literalStart = p;
 		}
 		delete[] storage;
 	}
@@ -409,13 +447,11 @@ uint32_t Decompress(const void* inputData, uint32_t inputSize, void* outputData,
 			uint32_t family = first & 0xE0;
 			if ((family != 0x40) && (family != 0x80)) break;
 			uint32_t length = (first & 0x1F) + 4;
-			size_t distance = in[1];
-			if (family == 0x80)
-			{
-				distance = (distance << 8) | in[2];
-				in++;
-			}
-			distance++;
+			// The 0x80 family takes a second distance byte. Which family comes
+			// next is as good as random, so the choice is made without a branch.
+			size_t wide = first >> 7;
+			size_t distance = ((size_t(in[1]) << (8 * wide)) | (in[2] & (0 - wide))) + 1;
+			in += wide;
 			if (distance > size_t(out - output)) return 'DIST';
 			in += 2;
 			if (distance >= 16)

@@ -435,6 +435,12 @@ TEST(Compress, SameStreamsAsThePlainCoder)
 	std::mt19937 random(5);
 	while (prefixes.size() < 150000) prefixes.insert(prefixes.end(), {0x3C, 0x00, 0x3C, 0x00, uint8_t(random() % 3), uint8_t(random() % 2)});
 	inputs.push_back({"shared prefixes", prefixes});
+	// Two byte values give two 12-bit chains of more than 65536 positions
+	// each, so places in a chain are told apart across the wrap of a 16-bit
+	// count, and the 256-node limit ends nearly every walk.
+	Bytes binary(140000);
+	for (uint8_t& byte : binary) byte = uint8_t(random() % 2);
+	inputs.push_back({"two symbols", binary});
 	for (int i = 0; i < 40; i++) inputs.push_back({"random texels " + std::to_string(i), TexelBytes(1 + random() % 40000, seed++)});
 
 	for (const auto& [name, input] : inputs)
