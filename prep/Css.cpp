@@ -305,7 +305,7 @@ enum class Separator { kSpace, kComma, kSlash };
 // commas, or three separated by white space with an optional "/ alpha".
 static bool ParseColorArguments(std::string_view inside, ColorArgument args[4],
                                 size_t* count, bool* commas) {
-  Separator separators[3];
+  Separator separators[4];  // one may follow a fourth number before it is refused
   size_t n = 0;
   size_t i = 0;
   while (i < inside.size() && IsSpace(inside[i])) i++;
@@ -391,7 +391,7 @@ static bool HueValue(const ColorArgument& arg, double* out) {
   } else if (arg.unit == "rad") {
     degrees = arg.value * 180.0 / kPi;
   } else if (arg.unit == "grad") {
-    degrees = arg.value * 0.9;
+    degrees = arg.value * 360.0 / 400.0;  // 0.9 is inexact: 400grad would miss 360
   } else if (arg.unit == "turn") {
     degrees = arg.value * 360.0;
   } else {
