@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
 #include <iterator>
 
 namespace vorp::prep {
@@ -263,24 +264,31 @@ static bool ParseHexColor(std::string_view digits, Rgba* out) {
 }
 
 // Reads a CSS number (sign, digits, fraction, exponent) at *pos. It scans
-// the grammar itself because from_chars would also take "inf", "nan" and
-// hexadecimal forms. A number beyond double's range is refused.
+// the grammar itself because from_chars would also take "inf" and "nan". A
+// number too large for a double is refused; one too small to hold reads as
+// zero, as in a browser.
 static bool ScanNumber(std::string_view text, size_t* pos, double* value) {
   size_t start = *pos;
   size_t i = start;
   if (i < text.size() && (text[i] == '+' || text[i] == '-')) i++;
   size_t digits = 0;
-  while (i < text.size() && IsDigit(text[i])) i++, digits++;
+  bool wholeIsZero = true;
+  while (i < text.size() && IsDigit(text[i])) {
+    wholeIsZero = wholeIsZero && text[i] == '0';
+    i++, digits++;
+  }
   if (i + 1 < text.size() && text[i] == '.' && IsDigit(text[i + 1])) {
     i++;
     while (i < text.size() && IsDigit(text[i])) i++, digits++;
   }
   if (digits == 0) return false;
+  bool negativeExponent = false;
   // An 'e' without digits after it starts a unit instead.
   if (i < text.size() && (text[i] == 'e' || text[i] == 'E')) {
     size_t j = i + 1;
     if (j < text.size() && (text[j] == '+' || text[j] == '-')) j++;
     if (j < text.size() && IsDigit(text[j])) {
+      negativeExponent = text[i + 1] == '-';
       while (j < text.size() && IsDigit(text[j])) j++;
       i = j;
     }
@@ -288,7 +296,12 @@ static bool ScanNumber(std::string_view text, size_t* pos, double* value) {
   size_t from = (text[start] == '+') ? start + 1 : start;
   const char* end = text.data() + i;
   std::from_chars_result read = std::from_chars(text.data() + from, end, *value);
-  if (read.ec != std::errc() || read.ptr != end) return false;
+  if (read.ptr != end) return false;
+  if (read.ec == std::errc::result_out_of_range && (wholeIsZero || negativeExponent)) {
+    *value = 0.0;
+  } else if (read.ec != std::errc()) {
+    return false;
+  }
   *pos = i;
   return true;
 }
@@ -351,7 +364,8 @@ static double Clamp(double value, double low, double high) {
   return std::min(std::max(value, low), high);
 }
 
-// A red, green or blue channel: 0-255 or a percentage.
+// A red, green or blue channel: 0-255 or a percentage. Not rounded to a
+// byte: rgb(0.5 0 0) keeps its half step.
 static bool ChannelValue(const ColorArgument& arg, double* out) {
   if (arg.unit.empty()) {
     *out = Clamp(arg.value, 0.0, 255.0) / 255.0;

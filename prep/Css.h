@@ -43,10 +43,10 @@ std::vector<Declaration> ParseDeclarations(std::string_view text);
 // The rules of every <style> element of a document, in document order.
 // Selectors handled: type, universal, .class, #id, compound forms of these
 // (path.a.b#c), descendant (g .a) and child (g > .a) combinators, and
-// selector lists (a, b). A rule whose selector uses anything else
-// (attribute selectors, pseudo-classes, sibling combinators) is kept out
-// and counted in `UnsupportedRules`; @media and other at-rules are skipped
-// and counted too.
+// selector lists (a, b). A selector that uses anything else (attribute
+// selectors, pseudo-classes, sibling combinators) is kept out of its list
+// and counted in `UnsupportedRules`, the rest of the list still applies;
+// @media and other at-rules are skipped and counted too.
 class StyleSheet {
  public:
   // Adds the text of one <style> element (CDATA or plain text).
@@ -61,7 +61,8 @@ class StyleSheet {
   // order, then the style attribute's !important ones.
   std::vector<Declaration> Cascade(pugi::xml_node element) const;
 
-  // How many rules or at-rules were left out, for the report.
+  // How many selectors, at-rules and unreadable rules were left out, for the
+  // report.
   int UnsupportedRules() const { return unsupported_; }
 
  private:
