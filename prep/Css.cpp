@@ -423,7 +423,7 @@ static Rgba HslToRgb(double hue, double saturation, double lightness, double alp
   auto channel = [&](double n) {
     double k = std::fmod(n + hue / 30.0, 12.0);
     double step = std::max(-1.0, std::min({k - 3.0, 9.0 - k, 1.0}));
-    return Clamp(lightness - chroma * step, 0.0, 1.0);
+    return lightness - chroma * step;  // within [0, 1] since chroma <= min(l, 1 - l)
   };
   return Rgba{channel(0.0), channel(8.0), channel(4.0), alpha};
 }
