@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <map>
 #include <string>
 #include <vector>
@@ -120,10 +119,8 @@ TEST(ConvertSvg, UseCyclesAndBombsEnd) {
     bomb += "</g>";
   }
   bomb += "</defs><use href=\"#l9\"/>";
-  auto start = std::chrono::steady_clock::now();
   Converted c = Convert(bomb);
   ASSERT_TRUE(c.ok);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
   EXPECT_NE(Features(c.result).find("element-limit"), std::string::npos);
   EXPECT_LE(c.paths.size(), 200000u);
 }
