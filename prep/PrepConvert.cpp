@@ -110,7 +110,7 @@ std::string HexColor(const Rgba& c) {
   return out;
 }
 
-// The properties that inherit, as specified (text kept where the meaning
+// The properties that inherit, as the file gives them (text kept where the meaning
 // needs the shape's viewport or colour).
 struct Style {
   std::string fill = "black";
