@@ -253,6 +253,20 @@ TEST(ConvertSvg, NonZeroFillsTurnOneWay) {
   EXPECT_EQ(c.paths[2]["d"], "M 0 0 L 0 10 L 10 10 L 10 0 Z");
 }
 
+TEST(ConvertSvg, PaintOrderAndVisibility) {
+  Converted c = Convert(
+      "<path d=\"M0 0H4V4Z\" fill=\"red\" stroke=\"blue\" paint-order=\"stroke\"/>"
+      "<g visibility=\"hidden\"><rect width=\"1\" height=\"1\"/><rect width=\"2\" height=\"2\" visibility=\"visible\"/></g>"
+      "<switch><foreignObject/><circle r=\"1\"/><rect width=\"3\" height=\"3\"/></switch>");
+  ASSERT_EQ(c.paths.size(), 4u);
+  EXPECT_EQ(c.paths[0]["fill"], "none");
+  EXPECT_EQ(c.paths[0]["stroke"], "#0000ff");
+  EXPECT_EQ(c.paths[1]["fill"], "#ff0000");
+  EXPECT_EQ(c.paths[1]["stroke"], "");
+  EXPECT_EQ(c.paths[2]["d"], "M 0 2 L 2 2 L 2 0 L 0 0 Z");
+  EXPECT_EQ(c.paths[3]["d"].substr(0, 6), "M 1 0 ");
+}
+
 TEST(ConvertSvg, Gradients) {
   Converted c = Convert(
       "<defs><linearGradient id=\"base\"><stop offset=\"0\" stop-color=\"red\"/>"
