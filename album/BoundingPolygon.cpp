@@ -89,6 +89,16 @@ static const SearchBounds kQuadBounds = {4, 112, 8, 112, {0, 0, 32, 144}, {0, 23
 static const SearchBounds kPentagonBounds = {5, 80, 20, 80, {0, 0, 16, 96, 176}, {0, 176, 196, 216, 236}};
 static const SearchBounds kHexagonBounds = {6, 64, 20, 64, {0, 0, 0, 64, 128, 192}, {0, 156, 176, 196, 216, 236}};
 
+// Candidates' consecutive lines, the closing pair included, are between
+// these gaps apart in every search.
+constexpr int32_t kLeastGap = 8;
+constexpr int32_t kGreatestGap = 112;
+
+// Kept lines are at least two angle steps apart, so a line is followed in a
+// candidate only by one of the next 56 kept lines: the pair tables hold
+// those, by offset in the kept list.
+constexpr int32_t kMostFollowers = kGreatestGap / 2 + 1;
+
 // Corners closer than this (squared) leave their line out: it touches the
 // curves at a point that its neighbours already hold.
 constexpr float kCornerSeparation = 0.000001f;
@@ -114,10 +124,10 @@ struct PolygonSearch
 	Point2D vertices[kMaxPolygonVertices];
 	float crossSum[kMaxPolygonVertices];
 
-	// Where kept lines i and j meet, for every pair. Swapping two lines
-	// negates every term of Cramer's rule exactly, so one computation
-	// serves both orders.
-	Point2D meet[kDirectionCount][kDirectionCount];
+	// Where kept line i meets the line `o` places after it in the kept list
+	// (cyclically), meet[i][o], for the lines no further than the greatest
+	// gap; see Meet.
+	Point2D meet[kDirectionCount][kMostFollowers];
 
 	// Pruning, when `prune` is set. The polygon of all kept lines, whose
 	// corner j is where line j meets line j + 1, lies inside every
@@ -135,11 +145,15 @@ struct PolygonSearch
 	bool prune;
 	double outlineArea;
 	double margin;
-	double excess[kDirectionCount][kDirectionCount];
+	double excess[kDirectionCount][kMostFollowers];
 	// The least excess that completes the cycle from the line chosen at a
 	// depth back to the first line, and the excess of the path so far.
 	double completion[kMaxPolygonVertices][kDirectionCount];
 	double pathExcess[kMaxPolygonVertices];
+	// The least excess of a pair that starts at line i, and of one that
+	// ends there: a bound for a first line before its tables are worked.
+	double leastFrom[kDirectionCount];
+	double leastInto[kDirectionCount];
 	// The first kept line whose angle is at least a, for a = 0 to 256.
 	int32_t firstAtAngle[kAngleCount + 1];
 	// The kept polygon's corners, and a distance far above the rounding of
@@ -148,6 +162,23 @@ struct PolygonSearch
 	double cornerY[kDirectionCount];
 	double reach;
 };
+
+// The place of line j in line i's row of the pair tables.
+static int32_t Follower(const PolygonSearch* search, int32_t i, int32_t j)
+{
+	int32_t offset = j - i;
+	return (offset > 0) ? offset : offset + search->lineCount;
+}
+
+static const Point2D& Meet(const PolygonSearch* search, int32_t i, int32_t j)
+{
+	return search->meet[i][Follower(search, i, j)];
+}
+
+static double Excess(const PolygonSearch* search, int32_t i, int32_t j)
+{
+	return search->excess[i][Follower(search, i, j)];
+}
 
 static float Greatest(float a, float b)
 {
@@ -289,11 +320,6 @@ static double GreatestMagnitude(double largest, double x, double y)
 	return largest;
 }
 
-// Candidates' consecutive lines, the closing pair included, are between
-// these gaps apart in every search.
-constexpr int32_t kLeastGap = 8;
-constexpr int32_t kGreatestGap = 112;
-
 // Sets up the excess table and the margin. Leaves `prune` clear, so that
 // every candidate is tried, where anything is not finite or the edge factor
 // could make a cost less than its area.
@@ -337,6 +363,11 @@ static void PreparePruning(PolygonSearch* search)
 	// one another in a candidate; the range of angles may wrap.
 	for (int32_t i = 0; i < lineCount; i++)
 	{
+		search->leastFrom[i] = INFINITY;
+		search->leastInto[i] = INFINITY;
+	}
+	for (int32_t i = 0; i < lineCount; i++)
+	{
 		int32_t angle = search->lines[i].angle;
 		for (int32_t part = 0; part < 2; part++)
 		{
@@ -347,7 +378,7 @@ static void PreparePruning(PolygonSearch* search)
 			if (from > to) continue;
 			for (int32_t j = search->firstAtAngle[from], end = search->firstAtAngle[to + 1]; j < end; j++)
 			{
-				const Point2D& meet = search->meet[i][j];
+				const Point2D& meet = Meet(search, i, j);
 				double x = double(meet.x);
 				double y = double(meet.y);
 				if (!std::isfinite(x) || !std::isfinite(y)) return;
@@ -359,7 +390,9 @@ static void PreparePruning(PolygonSearch* search)
 				int32_t pathEnd = (j > i) ? j : j + lineCount;
 				int32_t last = (pathEnd - 1) % lineCount;
 				double swept = (chain[pathEnd - 1] - chain[i]) + (cornerX[last] * y - x * cornerY[last]) + (x * cornerY[i] - cornerX[i] * y);
-				search->excess[i][j] = -swept;
+				search->excess[i][Follower(search, i, j)] = -swept;
+				if (-swept < search->leastFrom[i]) search->leastFrom[i] = -swept;
+				if (-swept < search->leastInto[j]) search->leastInto[j] = -swept;
 			}
 		}
 	}
@@ -377,14 +410,20 @@ static void PreparePruning(PolygonSearch* search)
 
 static void PrepareSearch(PolygonSearch* search, int32_t lineCount)
 {
+	// Only lines up to the greatest gap apart meet in a candidate. Swapping
+	// two lines negates every term of Cramer's rule exactly, so the order
+	// the pair is given in does not matter; the lower index goes first.
 	search->lineCount = lineCount;
 	for (int32_t i = 0; i < lineCount; i++)
 	{
-		for (int32_t j = i + 1; j < lineCount; j++)
+		int32_t angle = search->lines[i].angle;
+		for (int32_t offset = 1; offset < kMostFollowers && offset < lineCount; offset++)
 		{
-			Point2D point = Intersect(search->lines[i], search->lines[j]);
-			search->meet[i][j] = point;
-			search->meet[j][i] = point;
+			int32_t j = (i + offset < lineCount) ? i + offset : i + offset - lineCount;
+			int32_t gap = search->lines[j].angle - angle;
+			if (gap <= 0) gap += kAngleCount;
+			if (gap > kGreatestGap) break;
+			search->meet[i][offset] = (i < j) ? Intersect(search->lines[i], search->lines[j]) : Intersect(search->lines[j], search->lines[i]);
 		}
 	}
 	PreparePruning(search);
@@ -398,8 +437,8 @@ static float CrossTerm(const Point2D& a, const Point2D& b)
 // The cheapest triangulation of a pentagon or hexagon among the numbered
 // ones: its index, and the total length of its diagonals in `outSum`.
 // Returns 0 when even the shortest diagonals, however combined, would cost
-// more than the best so far; the lengths are then left unworked.
-static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D* v, int32_t sides, float area, float* outSum)
+// at least `against`; the lengths are then left unworked.
+static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D* v, int32_t sides, float area, float against, float* outSum)
 {
 	int32_t first = (sides == 5) ? (kPolygonPentagonFirst >> 8) : (kPolygonHexagonFirst >> 8);
 	int32_t count = (sides == 5) ? 5 : 8;
@@ -420,7 +459,7 @@ static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D*
 	// shortest. With a margin far above the rounding of the lengths, a
 	// polygon that fails against this bound fails against its true cost.
 	float bound = float(sides - 3) * Sqrt(shortest) * 0.99f;
-	if (area + kDiagonalPrice * search->edgeFactor * bound >= search->bestCost) return 0;
+	if (area + kDiagonalPrice * search->edgeFactor * bound >= against) return 0;
 
 	// A closer bound before the lengths are worked: every triangulation's
 	// sum from correctly rounded roots, less a thousandth, which is far
@@ -450,7 +489,7 @@ static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D*
 				for (int32_t d = 0; d < sides - 3; d++) sum += low[kTriangulationDiagonals[t][d][0]][kTriangulationDiagonals[t][d][1]];
 				if (sum < leastSum) leastSum = sum;
 			}
-			if (area + kDiagonalPrice * search->edgeFactor * (leastSum * 0.999f) >= search->bestCost) return 0;
+			if (area + kDiagonalPrice * search->edgeFactor * (leastSum * 0.999f) >= against) return 0;
 		}
 	}
 
@@ -487,9 +526,10 @@ static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D*
 	return bestIndex;
 }
 
-// Tests the candidate in `search->vertices`, whose doubled area is
-// `twiceArea`, against the best so far and takes it if it is cheaper.
-static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
+// The cost of the candidate in `search->vertices`, whose doubled area is
+// `twiceArea`, and its code in `outCode`; +infinity when it is refused or
+// cannot cost less than `against`.
+static float CandidateCost(const PolygonSearch* search, int32_t sides, float twiceArea, float against, uint16_t* outCode)
 {
 	const Point2D* v = search->vertices;
 	float area = twiceArea * 0.5f;
@@ -497,7 +537,7 @@ static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
 	// Tangent lines in ascending directions always enclose a positive area;
 	// rounding in a flat or tiny outline is the only way to anything else,
 	// and such a polygon would enclose nothing.
-	if (!(area > 0.0f) || !(area < search->bestCost)) return;
+	if (!(area > 0.0f) || !(area < against)) return INFINITY;
 
 	// Needle-like corners are refused: the shortest edge must not be tiny
 	// next to the polygon's size.
@@ -508,7 +548,7 @@ static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
 		if (edge < shortest) shortest = edge;
 	}
 	float limit = area / 16.0f;
-	if (!(shortest > limit * limit)) return;
+	if (!(shortest > limit * limit)) return INFINITY;
 
 	float cost = area;
 	uint16_t code = kPolygonTriangle;
@@ -532,18 +572,28 @@ static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
 	else if (sides > 4)
 	{
 		float diagonalSum;
-		int32_t triangulation = CheapestTriangulation(search, v, sides, area, &diagonalSum);
-		if (triangulation == 0) return;
+		int32_t triangulation = CheapestTriangulation(search, v, sides, area, against, &diagonalSum);
+		if (triangulation == 0) return INFINITY;
 		code = uint16_t((triangulation << 8) | sides);
 		cost = area + kDiagonalPrice * search->edgeFactor * diagonalSum;
 	}
 
+	*outCode = code;
+	return (cost == cost) ? cost : INFINITY;
+}
+
+// Tests the candidate in `search->vertices`, whose doubled area is
+// `twiceArea`, against the best so far and takes it if it is cheaper.
+static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
+{
+	uint16_t code = 0;
+	float cost = CandidateCost(search, sides, twiceArea, search->bestCost, &code);
 	if (!(cost < search->bestCost)) return;
 
 	search->bestCost = cost;
 	search->bestSides = sides;
 	search->bestCode = code;
-	for (int32_t i = 0; i < sides; i++) search->best[i] = v[i];
+	for (int32_t i = 0; i < sides; i++) search->best[i] = search->vertices[i];
 }
 
 // The angles that line `depth` may take after line `previous`, for a
@@ -578,7 +628,7 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 		{
 			if (depth == last)
 			{
-				search->completion[depth][x] = search->excess[x][first];
+				search->completion[depth][x] = Excess(search, x, first);
 				continue;
 			}
 			int32_t low;
@@ -589,21 +639,26 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 			double least[4] = {INFINITY, INFINITY, INFINITY, INFINITY};
 			if (low <= high)
 			{
+				// The window lies after x without wrapping: angles rise and
+				// stay below a turn.
 				const double* row = search->excess[x];
-				const double* next = search->completion[depth + 1];
 				int32_t y = search->firstAtAngle[low];
 				int32_t end = search->firstAtAngle[high + 1];
-				for (; y + 4 <= end; y += 4)
+				const double* next = search->completion[depth + 1] + y;
+				int32_t count = end - y;
+				row += y - x;
+				int32_t k = 0;
+				for (; k + 4 <= count; k += 4)
 				{
-					for (int32_t k = 0; k < 4; k++)
+					for (int32_t lane = 0; lane < 4; lane++)
 					{
-						double value = row[y + k] + next[y + k];
-						least[k] = (value < least[k]) ? value : least[k];
+						double value = row[k + lane] + next[k + lane];
+						least[lane] = (value < least[lane]) ? value : least[lane];
 					}
 				}
-				for (; y < end; y++)
+				for (; k < count; k++)
 				{
-					double value = row[y] + next[y];
+					double value = row[k] + next[k];
 					least[0] = (value < least[0]) ? value : least[0];
 				}
 			}
@@ -653,8 +708,8 @@ static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& 
 	// sides - 1 backwards along the first line.
 	const TangentLine& last = search->lines[index];
 	const TangentLine& firstLine = search->lines[first];
-	const Point2D& start = search->meet[index][nearest];
-	const Point2D& end = search->meet[farthest][first];
+	const Point2D& start = Meet(search, index, nearest);
+	const Point2D& end = Meet(search, farthest, first);
 	double rayX[2] = {double(start.x), double(end.x)};
 	double rayY[2] = {double(start.y), double(end.y)};
 	double rayTx[2] = {-double(last.ny), double(firstLine.ny)};
@@ -746,6 +801,10 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		{
 			if (search->prune)
 			{
+				// Every candidate has a pair from its first line and one
+				// back to it; that alone often rules the line out.
+				double least = search->outlineArea + search->leastFrom[index] + search->leastInto[index];
+				if (least - search->margin >= 2.0 * double(search->bestCost)) continue;
 				ComputeCompletions(search, bounds, index);
 				search->pathExcess[0] = 0.0;
 				if (CannotWin(search, 0, index)) continue;
@@ -757,13 +816,13 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 
 		if (search->prune)
 		{
-			search->pathExcess[depth] = search->pathExcess[depth - 1] + search->excess[previous][index];
+			search->pathExcess[depth] = search->pathExcess[depth - 1] + Excess(search, previous, index);
 			if (CannotWin(search, depth, index)) continue;
 		}
 
 		// Vertex depth - 1 is where this line meets the one before.
 		Point2D* v = search->vertices;
-		v[depth - 1] = search->meet[previous][index];
+		v[depth - 1] = Meet(search, previous, index);
 		if (depth >= 2) search->crossSum[depth - 1] = search->crossSum[depth - 2] + CrossTerm(v[depth - 2], v[depth - 1]);
 
 		if (search->prune && bounds.sides >= 4 && depth == bounds.sides - 2 && DiagonalsCannotWin(search, bounds, depth, index)) continue;
@@ -775,7 +834,7 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		}
 
 		// The last line closes the polygon on the first.
-		v[depth] = search->meet[index][search->chosen[0]];
+		v[depth] = Meet(search, index, search->chosen[0]);
 		float twiceArea = search->crossSum[depth - 1] + CrossTerm(v[depth - 1], v[depth]) + CrossTerm(v[depth], v[0]);
 		TryCandidate(search, bounds.sides, twiceArea);
 	}

@@ -303,6 +303,11 @@ TEST(ComputeBoundingPolygon, PrunedSearchAgreesWithTryingEveryCandidate)
 	outlines.push_back({Ellipse(0.5, 0.5, 0.5, 0.5)});
 	outlines.push_back({Ellipse(0.5, 0.5, 0.5, 0.05)});
 	outlines.push_back({ClosedLines({{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0, 0.5}})});
+	// Few kept lines, so that a line's followers wrap around the list: a
+	// triangle drawn with split sides keeps only the lines through its
+	// corners, and a sliver keeps a handful more.
+	outlines.push_back({ClosedLines({{0, 0}, {0.5, 0}, {1, 0}, {0.5, 0.4}, {0, 0.8}, {0, 0.4}})});
+	outlines.push_back({ClosedLines({{0, 0}, {1, 0.02}, {1, 0.03}, {0.5, 0.03}, {0, 0.01}})});
 	for (const std::vector<QuadraticCurve>& outline : IconOutlines(std::string(VORP_SOURCE_DIR) + "/examples/badge.svg")) outlines.push_back({outline});
 
 	int compared = 0;
