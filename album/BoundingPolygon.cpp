@@ -113,6 +113,12 @@ struct PolygonSearch
 	float edgeFactor;
 
 	float bestCost;
+	// What pruning holds candidates against: the best cost so far, or just
+	// above the known cost of a candidate that some search will meet, if
+	// that is less. A candidate of that very cost may still be the first of
+	// the least cost, so only dearer ones are cut; the winner is chosen by
+	// the best cost alone, as in the search that tries every candidate.
+	float cut;
 	int32_t bestSides;
 	uint16_t bestCode;
 	Point2D best[kMaxPolygonVertices];
@@ -587,10 +593,11 @@ static float CandidateCost(const PolygonSearch* search, int32_t sides, float twi
 static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
 {
 	uint16_t code = 0;
-	float cost = CandidateCost(search, sides, twiceArea, search->bestCost, &code);
+	float cost = CandidateCost(search, sides, twiceArea, search->cut, &code);
 	if (!(cost < search->bestCost)) return;
 
 	search->bestCost = cost;
+	if (cost < search->cut) search->cut = cost;
 	search->bestSides = sides;
 	search->bestCode = code;
 	for (int32_t i = 0; i < sides; i++) search->best[i] = search->vertices[i];
@@ -763,7 +770,7 @@ static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& 
 
 	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
 	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
-	return leastArea + price >= double(search->bestCost);
+	return leastArea + price >= double(search->cut);
 }
 
 // True when every candidate below the lines chosen so far, the last of them
@@ -771,7 +778,7 @@ static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& 
 static bool CannotWin(PolygonSearch* search, int32_t depth, int32_t index)
 {
 	double least = search->outlineArea + search->pathExcess[depth] + search->completion[depth][index];
-	return least - search->margin >= 2.0 * double(search->bestCost);
+	return least - search->margin >= 2.0 * double(search->cut);
 }
 
 // Chooses line number `depth` of the candidate among the kept lines from
@@ -804,7 +811,7 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 				// Every candidate has a pair from its first line and one
 				// back to it; that alone often rules the line out.
 				double least = search->outlineArea + search->leastFrom[index] + search->leastInto[index];
-				if (least - search->margin >= 2.0 * double(search->bestCost)) continue;
+				if (least - search->margin >= 2.0 * double(search->cut)) continue;
 				ComputeCompletions(search, bounds, index);
 				search->pathExcess[0] = 0.0;
 				if (CannotWin(search, 0, index)) continue;
@@ -837,6 +844,72 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		v[depth] = Meet(search, index, search->chosen[0]);
 		float twiceArea = search->crossSum[depth - 1] + CrossTerm(v[depth - 1], v[depth]) + CrossTerm(v[depth], v[0]);
 		TryCandidate(search, bounds.sides, twiceArea);
+	}
+}
+
+// The doubled area of the candidate in `search->vertices`, summed in the
+// order the search sums it, so that the same lines give the same bits.
+static float CandidateTwiceArea(const Point2D* v, int32_t sides)
+{
+	float crossSum = 0.0f;
+	for (int32_t d = 1; d <= sides - 2; d++) crossSum = crossSum + CrossTerm(v[d - 1], v[d]);
+	return crossSum + CrossTerm(v[sides - 2], v[sides - 1]) + CrossTerm(v[sides - 1], v[0]);
+}
+
+// Lowers the cut to just above the cost of the near-regular candidates
+// among `lines`: for each first line, the lines nearest to equal turns after
+// it. Round outlines, where pruning has most to do, are best enclosed by
+// such polygons. Only a candidate that the search for `bounds` over these
+// same lines would try counts, and its cost is worked exactly as there.
+static void SeedCut(PolygonSearch* search, const TangentLine* lines, int32_t lineCount, const SearchBounds& bounds)
+{
+	int32_t sides = bounds.sides;
+	if (lineCount < sides) return;
+
+	// The kept line nearest to each angle, the lower on a tie.
+	int32_t nearest[kAngleCount];
+	int32_t next = 0;
+	for (int32_t a = 0; a < kAngleCount; a++)
+	{
+		while (next + 1 < lineCount && lines[next + 1].angle <= a) next++;
+		int32_t chosen = next;
+		if (next + 1 < lineCount && lines[next + 1].angle - a < a - lines[next].angle) chosen = next + 1;
+		nearest[a] = chosen;
+	}
+
+	for (int32_t first = 0; first < lineCount && lines[first].angle <= bounds.firstMax; first++)
+	{
+		int32_t firstAngle = lines[first].angle;
+		int32_t path[kMaxPolygonVertices];
+		path[0] = first;
+		int32_t depth = 1;
+		for (; depth < sides; depth++)
+		{
+			int32_t target = firstAngle + (kAngleCount * depth + sides / 2) / sides;
+			if (target >= kAngleCount) break;
+			int32_t line = nearest[target];
+			int32_t low;
+			int32_t high;
+			AngleWindow(bounds, depth, firstAngle, lines[path[depth - 1]].angle, &low, &high);
+			if (line <= path[depth - 1] || lines[line].angle < low || lines[line].angle > high) break;
+			path[depth] = line;
+		}
+		if (depth < sides) continue;
+
+		Point2D* v = search->vertices;
+		for (int32_t d = 0; d < sides; d++)
+		{
+			int32_t a = path[d];
+			int32_t b = (d + 1 < sides) ? path[d + 1] : first;
+			v[d] = (a < b) ? Intersect(lines[a], lines[b]) : Intersect(lines[b], lines[a]);
+		}
+		uint16_t code = 0;
+		float cost = CandidateCost(search, sides, CandidateTwiceArea(v, sides), INFINITY, &code);
+		if (cost < INFINITY)
+		{
+			float cut = std::nextafter(cost, INFINITY);
+			if (cut < search->cut) search->cut = cut;
+		}
 	}
 }
 
@@ -943,9 +1016,22 @@ static uint16_t FindBoundingPolygon(int32_t groupCount, const int32_t* counts, c
 	search.lines = kept;
 	search.edgeFactor = edgeFactor;
 	search.bestCost = INFINITY;
+	search.cut = INFINITY;
 	search.bestSides = 0;
 	search.bestCode = 0;
 	search.pruning = pruning;
+
+	// A few near-regular candidates of the larger polygons first, for the
+	// cut that every search prunes against. Only a price that cannot lower
+	// a cost below its area lets the cut stand in for the best cost.
+	if (pruning && edgeFactor >= 0.0f)
+	{
+		TangentLine even[kDirectionCount];
+		int32_t evenCount = KeepLines(support, 2, even);
+		SeedCut(&search, even, evenCount, kQuadBounds);
+		if (maxVertices >= 5) SeedCut(&search, even, evenCount, kPentagonBounds);
+		if (maxVertices >= 6) SeedCut(&search, even, evenCount, kHexagonBounds);
+	}
 
 	PrepareSearch(&search, KeepLines(support, 1, kept));
 	SearchPolygons(&search, kTriangleBounds);

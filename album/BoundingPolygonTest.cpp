@@ -307,6 +307,15 @@ TEST(ComputeBoundingPolygon, PrunedSearchAgreesWithTryingEveryCandidate)
 	// triangle drawn with split sides keeps only the lines through its
 	// corners, and a sliver keeps a handful more.
 	outlines.push_back({ClosedLines({{0, 0}, {0.5, 0}, {1, 0}, {0.5, 0.4}, {0, 0.8}, {0, 0.4}})});
+	// Symmetric outlines give candidates of exactly equal cost, where the
+	// first in the search's order must win even though a cheap candidate
+	// of that cost is known before the search starts.
+	outlines.push_back({ClosedLines({{0, 0}, {0.5, 0}, {1, 0}, {1, 0.5}, {1, 1}, {0.5, 1}, {0, 1}, {0, 0.5}})});
+	{
+		std::vector<Vertex> octagon;
+		for (int k = 0; k < 8; k++) octagon.push_back({0.5 + 0.5 * std::cos(k * M_PI / 4), 0.5 + 0.5 * std::sin(k * M_PI / 4)});
+		outlines.push_back({ClosedLines(octagon)});
+	}
 	outlines.push_back({ClosedLines({{0, 0}, {1, 0.02}, {1, 0.03}, {0.5, 0.03}, {0, 0.01}})});
 	for (const std::vector<QuadraticCurve>& outline : IconOutlines(std::string(VORP_SOURCE_DIR) + "/examples/badge.svg")) outlines.push_back({outline});
 
