@@ -26,6 +26,22 @@ const uint8_t kTriangulationDiagonals[kTriangulationCount][3][2] =
 	{{1, 3}, {3, 5}, {5, 1}}
 };
 
+// The diagonals of the pentagon and the hexagon as flat lists, and each
+// triangulation as places in that list, for the bounds that price every
+// triangulation at once.
+struct DiagonalList
+{
+	int32_t count;
+	uint8_t ends[9][2];
+	int32_t setCount;
+	uint8_t sets[8][3];
+};
+
+static const DiagonalList kPentagonDiagonals = {5, {{0, 2}, {0, 3}, {1, 3}, {1, 4}, {2, 4}}, 5,
+	{{0, 1}, {2, 3}, {4, 0}, {1, 2}, {3, 4}}};
+static const DiagonalList kHexagonDiagonals = {9, {{0, 2}, {0, 3}, {0, 4}, {1, 3}, {1, 4}, {1, 5}, {2, 4}, {2, 5}, {3, 5}}, 8,
+	{{0, 1, 2}, {3, 4, 5}, {6, 7, 0}, {8, 1, 3}, {2, 4, 6}, {5, 7, 8}, {0, 6, 2}, {3, 8, 5}}};
+
 // Tangent lines are taken in 128 directions; the opposite of direction k is
 // k + 64.
 constexpr int32_t kDirectionCount = 128;
@@ -403,11 +419,16 @@ static void PreparePruning(PolygonSearch* search)
 		}
 	}
 
-	// The rounding of the meeting points off their lines, of the candidates'
-	// own sums and of these tables stays below a few thousand units of the
-	// last place of the largest squared coordinate; this is sixteen times that
-	// and more. The absolute part covers values flushed to zero.
-	search->margin = largest * largest * 0x1p-8 + 0x1p-100;
+	// What separates a candidate's doubled area in floats from these tables,
+	// with L the largest magnitude above, at worst: the float sum of at most
+	// six cross terms is off by under 100 units of 2^-24 L^2, 2^-17.3 L^2;
+	// a float meeting point is off its exact place by under 37 units of
+	// 2^-24 L (the determinant is at least sin 11.25 degrees, for lines 8
+	// angle steps apart), and the identity turns that into at most four
+	// times the offset times the perimeter, itself under 8 L: 2^-13.3 L^2.
+	// The tables' own double rounding is far smaller. This margin is nine
+	// times the sum; the absolute part covers values flushed to zero.
+	search->margin = largest * largest * 0x1p-10 + 0x1p-100;
 	search->reach = largest * 0x1p-12;
 	if (!std::isfinite(search->margin) || !std::isfinite(search->outlineArea)) return;
 
@@ -676,6 +697,21 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 	}
 }
 
+// The least total length of a triangulation's diagonals, given the length
+// of each diagonal in the order of `list`.
+static double LeastTriangulation(const DiagonalList& list, const double* length)
+{
+	int32_t perSet = (list.count == 5) ? 2 : 3;
+	double least = INFINITY;
+	for (int32_t t = 0; t < list.setCount; t++)
+	{
+		double sum = length[list.sets[t][0]] + length[list.sets[t][1]];
+		if (perSet == 3) sum += length[list.sets[t][2]];
+		if (sum < least) least = sum;
+	}
+	return least;
+}
+
 // The least distance from (x, y) to the ray from (ox, oy) along (tx, ty), a
 // unit vector, less the rounding allowance.
 static double RayDistance(double x, double y, double ox, double oy, double tx, double ty, double reach)
@@ -722,51 +758,76 @@ static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& 
 	double rayTx[2] = {-double(last.ny), double(firstLine.ny)};
 	double rayTy[2] = {double(last.nx), -double(firstLine.nx)};
 
-	double length[kMaxPolygonVertices][kMaxPolygonVertices];
-	for (int32_t a = 0; a < sides; a++)
+	static const DiagonalList kQuadDiagonals = {2, {{0, 2}, {1, 3}}, 0, {}};
+	const DiagonalList& list = (sides == 4) ? kQuadDiagonals : (sides == 5) ? kPentagonDiagonals : kHexagonDiagonals;
+	double length[9];
+	for (int32_t d = 0; d < list.count; d++)
 	{
-		for (int32_t b = a + 2; b < sides; b++)
+		int32_t a = list.ends[d][0];
+		int32_t b = list.ends[d][1];
+		double x = double(v[a].x);
+		double y = double(v[a].y);
+		double value;
+		if (b < depth)
 		{
-			if (a == 0 && b == sides - 1) continue;
-			double value;
-			if (b < depth)
-			{
-				double dx = double(v[b].x) - double(v[a].x);
-				double dy = double(v[b].y) - double(v[a].y);
-				value = std::sqrt(dx * dx + dy * dy) - 2.0 * search->reach;
-			}
-			else
-			{
-				int32_t ray = b - depth;
-				value = RayDistance(double(v[a].x), double(v[a].y), rayX[ray], rayY[ray], rayTx[ray], rayTy[ray], search->reach);
-			}
-			length[a][b] = (value > 0.0) ? value : 0.0;
+			double dx = double(v[b].x) - x;
+			double dy = double(v[b].y) - y;
+			value = std::sqrt(dx * dx + dy * dy) - 2.0 * search->reach;
 		}
+		else
+		{
+			int32_t ray = b - depth;
+			value = RayDistance(x, y, rayX[ray], rayY[ray], rayTx[ray], rayTy[ray], search->reach);
+		}
+		length[d] = (value > 0.0) ? value : 0.0;
+	}
+
+	// A quadrilateral prices the shorter diagonal.
+	double least = (sides == 4) ? ((length[0] < length[1]) ? length[0] : length[1]) : LeastTriangulation(list, length);
+	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
+	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
+	return leastArea + price >= double(search->cut);
+}
+
+// With every line chosen, true when the candidate cannot cost less than the
+// cut. Its area comes from the excess tables and its diagonals from its
+// vertices in double precision, with the allowances of DiagonalsCannotWin;
+// this is much cheaper than working its cost in floats, which only the few
+// candidates near the best need.
+static bool CandidateCannotWin(const PolygonSearch* search, int32_t sides, int32_t depth, int32_t index)
+{
+	const Point2D* v = search->vertices;
+	double x[kMaxPolygonVertices];
+	double y[kMaxPolygonVertices];
+	for (int32_t i = 0; i < sides; i++)
+	{
+		x[i] = double(v[i].x);
+		y[i] = double(v[i].y);
 	}
 
 	double least;
 	if (sides == 4)
 	{
 		// The shorter diagonal is priced.
-		least = (length[0][2] < length[1][3]) ? length[0][2] : length[1][3];
+		double a = (x[2] - x[0]) * (x[2] - x[0]) + (y[2] - y[0]) * (y[2] - y[0]);
+		double b = (x[3] - x[1]) * (x[3] - x[1]) + (y[3] - y[1]) * (y[3] - y[1]);
+		least = std::sqrt((a < b) ? a : b);
 	}
 	else
 	{
-		int32_t firstSet = (sides == 5) ? (kPolygonPentagonFirst >> 8) : (kPolygonHexagonFirst >> 8);
-		int32_t setCount = (sides == 5) ? 5 : 8;
-		least = INFINITY;
-		for (int32_t t = firstSet; t < firstSet + setCount; t++)
+		const DiagonalList& list = (sides == 5) ? kPentagonDiagonals : kHexagonDiagonals;
+		double length[9];
+		for (int32_t d = 0; d < list.count; d++)
 		{
-			double sum = 0.0;
-			for (int32_t d = 0; d < sides - 3; d++)
-			{
-				int32_t a = kTriangulationDiagonals[t][d][0];
-				int32_t b = kTriangulationDiagonals[t][d][1];
-				sum += (a < b) ? length[a][b] : length[b][a];
-			}
-			if (sum < least) least = sum;
+			int32_t a = list.ends[d][0];
+			int32_t b = list.ends[d][1];
+			double dx = x[b] - x[a];
+			double dy = y[b] - y[a];
+			length[d] = std::sqrt(dx * dx + dy * dy);
 		}
+		least = LeastTriangulation(list, length);
 	}
+	if (!std::isfinite(least)) return false;
 
 	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
 	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
@@ -842,6 +903,7 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 
 		// The last line closes the polygon on the first.
 		v[depth] = Meet(search, index, search->chosen[0]);
+		if (search->prune && bounds.sides >= 4 && CandidateCannotWin(search, bounds.sides, depth, index)) continue;
 		float twiceArea = search->crossSum[depth - 1] + CrossTerm(v[depth - 1], v[depth]) + CrossTerm(v[depth], v[0]);
 		TryCandidate(search, bounds.sides, twiceArea);
 	}
