@@ -105,9 +105,8 @@ static const SearchBounds kQuadBounds = {4, 112, 8, 112, {0, 0, 32, 144}, {0, 23
 static const SearchBounds kPentagonBounds = {5, 80, 20, 80, {0, 0, 16, 96, 176}, {0, 176, 196, 216, 236}};
 static const SearchBounds kHexagonBounds = {6, 64, 20, 64, {0, 0, 0, 64, 128, 192}, {0, 156, 176, 196, 216, 236}};
 
-// Candidates' consecutive lines, the closing pair included, are between
-// these gaps apart in every search.
-constexpr int32_t kLeastGap = 8;
+// Candidates' consecutive lines, the closing pair included, are at most
+// this far apart in every search, and at least the search's least gap.
 constexpr int32_t kGreatestGap = 112;
 
 // Kept lines are at least two angle steps apart, so a line is followed in a
@@ -345,7 +344,7 @@ static double GreatestMagnitude(double largest, double x, double y)
 // Sets up the excess table and the margin. Leaves `prune` clear, so that
 // every candidate is tried, where anything is not finite or the edge factor
 // could make a cost less than its area.
-static void PreparePruning(PolygonSearch* search)
+static void PreparePruning(PolygonSearch* search, int32_t leastGap)
 {
 	search->prune = false;
 	int32_t lineCount = search->lineCount;
@@ -393,7 +392,7 @@ static void PreparePruning(PolygonSearch* search)
 		int32_t angle = search->lines[i].angle;
 		for (int32_t part = 0; part < 2; part++)
 		{
-			int32_t from = angle + kLeastGap - part * kAngleCount;
+			int32_t from = angle + leastGap - part * kAngleCount;
 			int32_t to = angle + kGreatestGap - part * kAngleCount;
 			if (from < 0) from = 0;
 			if (to > kAngleCount - 1) to = kAngleCount - 1;
@@ -435,11 +434,14 @@ static void PreparePruning(PolygonSearch* search)
 	search->prune = true;
 }
 
-static void PrepareSearch(PolygonSearch* search, int32_t lineCount)
+// Fills the pair tables for the searches over `lineCount` kept lines, whose
+// consecutive lines are at least `leastGap` apart.
+static void PrepareSearch(PolygonSearch* search, int32_t lineCount, int32_t leastGap)
 {
-	// Only lines up to the greatest gap apart meet in a candidate. Swapping
-	// two lines negates every term of Cramer's rule exactly, so the order
-	// the pair is given in does not matter; the lower index goes first.
+	// Only lines between the least and the greatest gap apart meet in a
+	// candidate. Swapping two lines negates every term of Cramer's rule
+	// exactly, so the order the pair is given in does not matter; the lower
+	// index goes first.
 	search->lineCount = lineCount;
 	for (int32_t i = 0; i < lineCount; i++)
 	{
@@ -449,11 +451,12 @@ static void PrepareSearch(PolygonSearch* search, int32_t lineCount)
 			int32_t j = (i + offset < lineCount) ? i + offset : i + offset - lineCount;
 			int32_t gap = search->lines[j].angle - angle;
 			if (gap <= 0) gap += kAngleCount;
+			if (gap < leastGap) continue;
 			if (gap > kGreatestGap) break;
 			search->meet[i][offset] = (i < j) ? Intersect(search->lines[i], search->lines[j]) : Intersect(search->lines[j], search->lines[i]);
 		}
 	}
-	PreparePruning(search);
+	PreparePruning(search, leastGap);
 }
 
 static float CrossTerm(const Point2D& a, const Point2D& b)
@@ -1095,12 +1098,13 @@ static uint16_t FindBoundingPolygon(int32_t groupCount, const int32_t* counts, c
 		if (maxVertices >= 6) SeedCut(&search, even, evenCount, kHexagonBounds);
 	}
 
-	PrepareSearch(&search, KeepLines(support, 1, kept));
+	PrepareSearch(&search, KeepLines(support, 1, kept), kTriangleBounds.minGap);
 	SearchPolygons(&search, kTriangleBounds);
 
 	// The larger polygons choose among every other direction only, which
 	// keeps their searches short.
-	PrepareSearch(&search, KeepLines(support, 2, kept));
+	// The quadrilateral's least gap is the least of the three searches.
+	PrepareSearch(&search, KeepLines(support, 2, kept), kQuadBounds.minGap);
 	SearchPolygons(&search, kQuadBounds);
 	if (maxVertices >= 5) SearchPolygons(&search, kPentagonBounds);
 	if (maxVertices >= 6) SearchPolygons(&search, kHexagonBounds);
