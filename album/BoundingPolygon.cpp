@@ -111,8 +111,10 @@ constexpr int32_t kGreatestGap = 112;
 
 // Kept lines are at least two angle steps apart, so a line is followed in a
 // candidate only by one of the next 56 kept lines: the pair tables hold
-// those, by offset in the kept list.
+// those, by offset in the kept list, in rows of 64 for cheap indexing.
 constexpr int32_t kMostFollowers = kGreatestGap / 2 + 1;
+constexpr int32_t kPairRow = 64;
+static_assert(kMostFollowers <= kPairRow, "a row holds every follower");
 
 // Corners closer than this (squared) leave their line out: it touches the
 // curves at a point that its neighbours already hold.
@@ -148,7 +150,7 @@ struct PolygonSearch
 	// Where kept line i meets the line `o` places after it in the kept list
 	// (cyclically), meet[i][o], for the lines no further than the greatest
 	// gap; see Meet.
-	Point2D meet[kDirectionCount][kMostFollowers];
+	Point2D meet[kDirectionCount][kPairRow];
 
 	// Pruning, when `prune` is set. The polygon of all kept lines, whose
 	// corner j is where line j meets line j + 1, lies inside every
@@ -166,7 +168,7 @@ struct PolygonSearch
 	bool prune;
 	double outlineArea;
 	double margin;
-	double excess[kDirectionCount][kMostFollowers];
+	double excess[kDirectionCount][kPairRow];
 	// The least excess that completes the cycle from the line chosen at a
 	// depth back to the first line, and the excess of the path so far.
 	double completion[kMaxPolygonVertices][kDirectionCount];
@@ -616,6 +618,10 @@ static float CandidateCost(const PolygonSearch* search, int32_t sides, float twi
 // `twiceArea`, against the best so far and takes it if it is cheaper.
 static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
 {
+	// Most candidates fail on their area alone; that test comes first, here.
+	float area = twiceArea * 0.5f;
+	if (!(area > 0.0f) || !(area < search->cut)) return;
+
 	uint16_t code = 0;
 	float cost = CandidateCost(search, sides, twiceArea, search->cut, &code);
 	if (!(cost < search->bestCost)) return;
