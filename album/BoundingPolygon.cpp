@@ -386,8 +386,8 @@ static void PreparePruning(PolygonSearch* search, int32_t leastGap)
 	// one another in a candidate; the range of angles may wrap.
 	for (int32_t i = 0; i < lineCount; i++)
 	{
-		search->leastFrom[i] = INFINITY;
-		search->leastInto[i] = INFINITY;
+		search->leastFrom[i] = double(INFINITY);
+		search->leastInto[i] = double(INFINITY);
 	}
 	for (int32_t i = 0; i < lineCount; i++)
 	{
@@ -673,7 +673,7 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 			AngleWindow(bounds, depth + 1, firstAngle, search->lines[x].angle, &low, &high);
 			// Four running minima, which agree with one: every value is a
 			// number or +infinity.
-			double least[4] = {INFINITY, INFINITY, INFINITY, INFINITY};
+			double least[4] = {double(INFINITY), double(INFINITY), double(INFINITY), double(INFINITY)};
 			if (low <= high)
 			{
 				// The window lies after x without wrapping: angles rise and
@@ -711,7 +711,7 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 static double LeastTriangulation(const DiagonalList& list, const double* length)
 {
 	int32_t perSet = (list.count == 5) ? 2 : 3;
-	double least = INFINITY;
+	double least = double(INFINITY);
 	for (int32_t t = 0; t < list.setCount; t++)
 	{
 		double sum = length[list.sets[t][0]] + length[list.sets[t][1]];
