@@ -184,6 +184,9 @@ struct PolygonSearch
 	double cornerX[kDirectionCount];
 	double cornerY[kDirectionCount];
 	double reach;
+	// chain[t]: the doubled signed area swept from corner 0 to corner t
+	// along the kept polygon, around it twice so that paths may wrap.
+	double chain[2 * kDirectionCount + 1];
 };
 
 // The place of line j in line i's row of the pair tables.
@@ -346,26 +349,25 @@ static double GreatestMagnitude(double largest, double x, double y)
 // Sets up the excess table and the margin. Leaves `prune` clear, so that
 // every candidate is tried, where anything is not finite or the edge factor
 // could make a cost less than its area.
-static void PreparePruning(PolygonSearch* search, int32_t leastGap)
+// The kept polygon of the search's lines: its corners, the chain of its
+// area and the lines by angle. Returns false where a corner is not finite;
+// otherwise `outLargest` is the greatest magnitude of the corners and the
+// lines' distances.
+static bool TraceOutline(PolygonSearch* search, double* outLargest)
 {
-	search->prune = false;
 	int32_t lineCount = search->lineCount;
-	if (!search->pruning || lineCount < 3 || !(search->edgeFactor >= 0.0f)) return;
-
 	double* cornerX = search->cornerX;
 	double* cornerY = search->cornerY;
 	double largest = 0.0;
 	for (int32_t j = 0; j < lineCount; j++)
 	{
 		IntersectPrecisely(search->lines[j], search->lines[(j + 1) % lineCount], &cornerX[j], &cornerY[j]);
-		if (!std::isfinite(cornerX[j]) || !std::isfinite(cornerY[j])) return;
+		if (!std::isfinite(cornerX[j]) || !std::isfinite(cornerY[j])) return false;
 		largest = GreatestMagnitude(largest, cornerX[j], cornerY[j]);
 		largest = GreatestMagnitude(largest, double(search->lines[j].distance), 0.0);
 	}
 
-	// chain[t]: the doubled signed area swept from corner 0 to corner t
-	// along the kept polygon, around it twice so that paths may wrap.
-	double chain[2 * kDirectionCount + 1];
+	double* chain = search->chain;
 	chain[0] = 0.0;
 	for (int32_t t = 0; t < 2 * lineCount; t++)
 	{
@@ -381,6 +383,31 @@ static void PreparePruning(PolygonSearch* search, int32_t leastGap)
 		while (index < lineCount && search->lines[index].angle < a) index++;
 		search->firstAtAngle[a] = index;
 	}
+	*outLargest = largest;
+	return true;
+}
+
+// The excess of lines i and j, which meet at (x, y): the path corner i, ...,
+// corner j - 1, then the meeting point, runs against the polygon's
+// direction, so the excess is its negated doubled area.
+static double PairExcess(const PolygonSearch* search, int32_t i, int32_t j, double x, double y)
+{
+	const double* cornerX = search->cornerX;
+	const double* cornerY = search->cornerY;
+	int32_t pathEnd = (j > i) ? j : j + search->lineCount;
+	int32_t last = (pathEnd - 1) % search->lineCount;
+	double swept = (search->chain[pathEnd - 1] - search->chain[i]) + (cornerX[last] * y - x * cornerY[last]) + (x * cornerY[i] - cornerX[i] * y);
+	return -swept;
+}
+
+static void PreparePruning(PolygonSearch* search, int32_t leastGap)
+{
+	search->prune = false;
+	int32_t lineCount = search->lineCount;
+	if (!search->pruning || lineCount < 3 || !(search->edgeFactor >= 0.0f)) return;
+
+	double largest;
+	if (!TraceOutline(search, &largest)) return;
 
 	// Only lines between the least and the greatest gap apart ever follow
 	// one another in a candidate; the range of angles may wrap.
@@ -407,15 +434,10 @@ static void PreparePruning(PolygonSearch* search, int32_t leastGap)
 				if (!std::isfinite(x) || !std::isfinite(y)) return;
 				largest = GreatestMagnitude(largest, x, y);
 
-				// The path corner i, ..., corner j - 1, then the meeting point,
-				// runs against the polygon's direction; its excess is the
-				// negated doubled area.
-				int32_t pathEnd = (j > i) ? j : j + lineCount;
-				int32_t last = (pathEnd - 1) % lineCount;
-				double swept = (chain[pathEnd - 1] - chain[i]) + (cornerX[last] * y - x * cornerY[last]) + (x * cornerY[i] - cornerX[i] * y);
-				search->excess[i][Follower(search, i, j)] = -swept;
-				if (-swept < search->leastFrom[i]) search->leastFrom[i] = -swept;
-				if (-swept < search->leastInto[j]) search->leastInto[j] = -swept;
+				double excess = PairExcess(search, i, j, x, y);
+				search->excess[i][Follower(search, i, j)] = excess;
+				if (excess < search->leastFrom[i]) search->leastFrom[i] = excess;
+				if (excess < search->leastInto[j]) search->leastInto[j] = excess;
 			}
 		}
 	}
