@@ -1006,6 +1006,81 @@ static void SeedCut(PolygonSearch* search, const TangentLine* lines, int32_t lin
 	}
 }
 
+// True when no triangle over the search's lines can cost less than the cut,
+// found without the pair tables. A pocket only grows as its second line
+// turns away (that line cuts a triangle off the larger pocket), so a pocket
+// whose lines are at least g apart is at least the least pocket of any line
+// with its first follower g or more away. A triangle's three gaps lie
+// between 32 and 112 and sum to a turn; the least pockets at a few steps of
+// gap, taken over every way three gaps can add up, bound its area. The
+// candidates' meeting points are not worked, so the margin is taken for the
+// largest magnitude they can have: lines 32 to 112 angle steps apart meet
+// within 4 (|d_i| + |d_j|) of the origin.
+static bool TrianglesCannotWin(PolygonSearch* search)
+{
+	const SearchBounds& bounds = kTriangleBounds;
+	int32_t lineCount = search->lineCount;
+	if (!search->pruning || lineCount < 3 || !(search->edgeFactor >= 0.0f) || !(search->cut < INFINITY)) return false;
+
+	double largest;
+	if (!TraceOutline(search, &largest)) return false;
+	double distance = 0.0;
+	for (int32_t i = 0; i < lineCount; i++) distance = GreatestMagnitude(distance, double(search->lines[i].distance), 0.0);
+	double reach = (8.0 * distance > largest) ? 8.0 * distance : largest;
+	double margin = reach * reach * 0x1p-10 + 0x1p-100;
+	if (!std::isfinite(margin) || !std::isfinite(search->outlineArea)) return false;
+
+	// Gap levels: level k holds the gaps from kLevelGap[k] up to the next.
+	constexpr int32_t kLevels = 6;
+	static const int32_t kLevelGap[kLevels + 1] = {32, 48, 64, 80, 96, 112, 113};
+	double least[kLevels];
+	for (int32_t k = 0; k < kLevels; k++)
+	{
+		least[k] = double(INFINITY);
+		for (int32_t i = 0; i < lineCount; i++)
+		{
+			int32_t target = search->lines[i].angle + kLevelGap[k];
+			int32_t j = (target < kAngleCount) ? search->firstAtAngle[target] : lineCount;
+			if (j >= lineCount)
+			{
+				// Past the last line the search goes on from the first,
+				// a turn later.
+				int32_t wrapped = target - kAngleCount;
+				j = search->firstAtAngle[(wrapped > 0) ? wrapped : 0];
+				if (j >= i) continue;
+			}
+			int32_t gap = search->lines[j].angle - search->lines[i].angle;
+			if (gap <= 0) gap += kAngleCount;
+			if (gap > kGreatestGap) continue;
+			Point2D meet = (i < j) ? Intersect(search->lines[i], search->lines[j]) : Intersect(search->lines[j], search->lines[i]);
+			double x = double(meet.x);
+			double y = double(meet.y);
+			if (!std::isfinite(x) || !std::isfinite(y)) return false;
+			double excess = PairExcess(search, i, j, x, y);
+			if (excess < least[k]) least[k] = excess;
+		}
+	}
+
+	// The least sum over the levels of three gaps that can make a turn.
+	double bound = double(INFINITY);
+	for (int32_t a = 0; a < kLevels; a++)
+	{
+		for (int32_t b = a; b < kLevels; b++)
+		{
+			for (int32_t c = b; c < kLevels; c++)
+			{
+				int32_t low = kLevelGap[a] + kLevelGap[b] + kLevelGap[c];
+				int32_t high = kLevelGap[a + 1] + kLevelGap[b + 1] + kLevelGap[c + 1] - 3;
+				if (low > kAngleCount || high < kAngleCount) continue;
+				double sum = least[a] + least[b] + least[c];
+				if (sum < bound) bound = sum;
+			}
+		}
+	}
+	if (bounds.minGap != kLevelGap[0]) return false;
+	return search->outlineArea + bound - margin >= 2.0 * double(search->cut);
+}
+
 static void SearchPolygons(PolygonSearch* search, const SearchBounds& bounds)
 {
 	if (search->lineCount < bounds.sides) return;
@@ -1126,8 +1201,14 @@ static uint16_t FindBoundingPolygon(int32_t groupCount, const int32_t* counts, c
 		if (maxVertices >= 6) SeedCut(&search, even, evenCount, kHexagonBounds);
 	}
 
-	PrepareSearch(&search, KeepLines(support, 1, kept), kTriangleBounds.minGap);
-	SearchPolygons(&search, kTriangleBounds);
+	// Round outlines rule out every triangle against the cut; the pair
+	// tables of their 128 lines, the largest of the run, are then not built.
+	search.lineCount = KeepLines(support, 1, kept);
+	if (!TrianglesCannotWin(&search))
+	{
+		PrepareSearch(&search, search.lineCount, kTriangleBounds.minGap);
+		SearchPolygons(&search, kTriangleBounds);
+	}
 
 	// The larger polygons choose among every other direction only, which
 	// keeps their searches short.
