@@ -110,8 +110,8 @@ struct ImagePlan
 	uint32_t packedSize;
 };
 
-// Clears the rest of the cursor's row and works out the written width and
-// height. A one-row curve image is exactly as wide as its column, so an image
+// Clears the rest of the cursor's row that the file holds and works out the
+// written width and height. A one-row curve image is exactly as wide as its column, so an image
 // without curves has width 0; a band image is at least one texel wide.
 static void PlanImage(const TextureCursor* cursor, uint32_t texelSize, uint32_t widthFloor, bool compress, ImagePlan* plan)
 {
@@ -122,11 +122,17 @@ static void PlanImage(const TextureCursor* cursor, uint32_t texelSize, uint32_t 
 	if (column < 0) column = 0;
 	if (row < 0) row = 0;
 
+	// A one-row image ends at its column (or the floor), so only what the
+	// file holds is cleared: clearing a whole 4096-texel row would touch
+	// pages of the buffer that nothing reads.
 	uint8_t* data = static_cast<uint8_t*>(cursor->data);
 	if (data && row < imageHeight && column < imageWidth)
 	{
+		int64_t end = imageWidth;
+		if (row == 0) end = (int64_t(column) > int64_t(widthFloor)) ? int64_t(column) : int64_t(widthFloor);
+		if (end > imageWidth) end = imageWidth;
 		uint64_t start = (uint64_t(row) * uint64_t(imageWidth) + uint64_t(column)) * texelSize;
-		std::memset(data + start, 0, uint64_t(imageWidth - column) * texelSize);
+		if (end > column) std::memset(data + start, 0, uint64_t(end - column) * texelSize);
 	}
 
 	uint32_t width;

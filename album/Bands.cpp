@@ -15,10 +15,6 @@ static const int32_t kBandCandidates[] = {1, 2, 3, 4, 5, 6, 7, 8, 10, 12, 14, 16
 
 BandWorkspace::BandWorkspace()
 {
-	exactBounds.SetCount(kBandWorkspaceCurves);
-	hullBounds.SetCount(kBandWorkspaceCurves);
-	curveLocation.SetCount(kBandWorkspaceCurves);
-	bandCurves.SetCount(kBandWorkspaceCurves * 2 * kMaxBandCount);
 	std::memset(horizBandCount, 0, sizeof(horizBandCount));
 	std::memset(vertBandCount, 0, sizeof(vertBandCount));
 	std::memset(horizBandStart, 0, sizeof(horizBandStart));
@@ -37,6 +33,7 @@ bool BandWorkspace::Reserve(int32_t count)
 
 	// Doubling keeps a run of growing shapes from reallocating for each one.
 	int32_t grown = capacity * 2;
+	if (grown < kBandWorkspaceCurves) grown = kBandWorkspaceCurves;
 	if (grown < count) grown = count;
 	if (grown > kBandCurveLimit) grown = kBandCurveLimit;
 	exactBounds.SetCount(grown);

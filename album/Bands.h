@@ -12,8 +12,10 @@ struct QuadraticCurve;
 // Bands a direction; band counts are chosen up to this.
 constexpr int32_t kMaxBandCount = 32;
 
-// Curves the shared workspace holds before it first grows.
-constexpr int32_t kBandWorkspaceCurves = 8192;
+// The least room the workspace takes when it first grows: small, since the
+// band lists need 128 bytes a curve and a short run should not pay for
+// pages it never uses.
+constexpr int32_t kBandWorkspaceCurves = 256;
 
 // The most curves one shape may have. Band lists name curves by 16-bit index
 // and band headers count them in 16 bits, so 65535 is the end; a larger shape

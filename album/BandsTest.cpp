@@ -318,3 +318,54 @@ TEST(ComputeBandScales, CountsOverBoxSidesAndOneNaNForNoBox)
 	std::memcpy(bits, scales, 8);
 	EXPECT_EQ(std::vector<uint32_t>(bits, bits + 2), std::vector<uint32_t>(2, 0x7FC00000u));
 }
+
+// The workspace starts empty and grows with the shapes it is given; what it
+// held before, or how often it grew, never shows in the lists and headers
+// written for a shape. Sizes straddle the first growth and later doublings.
+TEST(BandWorkspace, GrowingOrReusedGivesTheSameBands)
+{
+	std::mt19937 random(91);
+	auto next = [&]() { return float(int32_t(random() % 401) - 200) * 0.01f; };
+	const size_t sizes[] = {1, 255, 256, 257, 700, 3000};
+	std::vector<std::vector<QuadraticCurve>> shapes;
+	for (size_t size : sizes)
+	{
+		std::vector<QuadraticCurve> curves(size);
+		// Short curves spread over the box, so that each band lists few.
+		for (QuadraticCurve& curve : curves)
+		{
+			Point2D start = {next(), next()};
+			curve = {start, {start.x + next() * 0.02f, start.y + next() * 0.02f}, {start.x + next() * 0.02f, start.y + next() * 0.02f}};
+		}
+		shapes.push_back(curves);
+	}
+
+	// Each shape's bands from a fresh workspace, as the reference.
+	auto bands = [](Pipeline& pipeline, const std::vector<QuadraticCurve>& curves) {
+		pipeline.Build(curves, {}, kMaxBandCount);
+		std::vector<std::vector<uint16_t>> lists;
+		for (int32_t b = 0; b < pipeline.counts.y; b++) lists.push_back(pipeline.List(false, b));
+		for (int32_t b = 0; b < pipeline.counts.x; b++) lists.push_back(pipeline.List(true, b));
+		BandImage image(4096, 64, 0);
+		TexelLocation location = {0, 0};
+		EXPECT_TRUE(pipeline.Write(&image.cursor, nullptr, &location));
+		size_t used = size_t(image.cursor.row) * 4096 + size_t(image.cursor.column);
+		return std::make_pair(lists, image.Texels(0, used));
+	};
+	std::vector<std::pair<std::vector<std::vector<uint16_t>>, std::vector<Pair>>> expected;
+	for (const auto& curves : shapes)
+	{
+		Pipeline fresh;
+		expected.push_back(bands(fresh, curves));
+		EXPECT_GE(fresh.counts.x * fresh.counts.y, 1);
+	}
+
+	// One workspace growing shape by shape, then reused from the largest down.
+	Pipeline shared;
+	for (size_t order = 0; order < 2 * shapes.size(); order++)
+	{
+		size_t i = (order < shapes.size()) ? order : 2 * shapes.size() - 1 - order;
+		SCOPED_TRACE("shape of " + std::to_string(sizes[i]) + " curves, pass " + std::to_string(order));
+		EXPECT_TRUE(bands(shared, shapes[i]) == expected[i]);
+	}
+}

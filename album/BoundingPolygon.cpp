@@ -26,6 +26,22 @@ const uint8_t kTriangulationDiagonals[kTriangulationCount][3][2] =
 	{{1, 3}, {3, 5}, {5, 1}}
 };
 
+// The diagonals of the pentagon and the hexagon as flat lists, and each
+// triangulation as places in that list, for the bounds that price every
+// triangulation at once.
+struct DiagonalList
+{
+	int32_t count;
+	uint8_t ends[9][2];
+	int32_t setCount;
+	uint8_t sets[8][3];
+};
+
+static const DiagonalList kPentagonDiagonals = {5, {{0, 2}, {0, 3}, {1, 3}, {1, 4}, {2, 4}}, 5,
+	{{0, 1}, {2, 3}, {4, 0}, {1, 2}, {3, 4}}};
+static const DiagonalList kHexagonDiagonals = {9, {{0, 2}, {0, 3}, {0, 4}, {1, 3}, {1, 4}, {1, 5}, {2, 4}, {2, 5}, {3, 5}}, 8,
+	{{0, 1, 2}, {3, 4, 5}, {6, 7, 0}, {8, 1, 3}, {2, 4, 6}, {5, 7, 8}, {0, 6, 2}, {3, 8, 5}}};
+
 // Tangent lines are taken in 128 directions; the opposite of direction k is
 // k + 64.
 constexpr int32_t kDirectionCount = 128;
@@ -89,6 +105,17 @@ static const SearchBounds kQuadBounds = {4, 112, 8, 112, {0, 0, 32, 144}, {0, 23
 static const SearchBounds kPentagonBounds = {5, 80, 20, 80, {0, 0, 16, 96, 176}, {0, 176, 196, 216, 236}};
 static const SearchBounds kHexagonBounds = {6, 64, 20, 64, {0, 0, 0, 64, 128, 192}, {0, 156, 176, 196, 216, 236}};
 
+// Candidates' consecutive lines, the closing pair included, are at most
+// this far apart in every search, and at least the search's least gap.
+constexpr int32_t kGreatestGap = 112;
+
+// Kept lines are at least two angle steps apart, so a line is followed in a
+// candidate only by one of the next 56 kept lines: the pair tables hold
+// those, by offset in the kept list, in rows of 64 for cheap indexing.
+constexpr int32_t kMostFollowers = kGreatestGap / 2 + 1;
+constexpr int32_t kPairRow = 64;
+static_assert(kMostFollowers <= kPairRow, "a row holds every follower");
+
 // Corners closer than this (squared) leave their line out: it touches the
 // curves at a point that its neighbours already hold.
 constexpr float kCornerSeparation = 0.000001f;
@@ -103,6 +130,12 @@ struct PolygonSearch
 	float edgeFactor;
 
 	float bestCost;
+	// What pruning holds candidates against: the best cost so far, or just
+	// above the known cost of a candidate that some search will meet, if
+	// that is less. A candidate of that very cost may still be the first of
+	// the least cost, so only dearer ones are cut; the winner is chosen by
+	// the best cost alone, as in the search that tries every candidate.
+	float cut;
 	int32_t bestSides;
 	uint16_t bestCode;
 	Point2D best[kMaxPolygonVertices];
@@ -114,10 +147,10 @@ struct PolygonSearch
 	Point2D vertices[kMaxPolygonVertices];
 	float crossSum[kMaxPolygonVertices];
 
-	// Where kept lines i and j meet, for every pair. Swapping two lines
-	// negates every term of Cramer's rule exactly, so one computation
-	// serves both orders.
-	Point2D meet[kDirectionCount][kDirectionCount];
+	// Where kept line i meets the line `o` places after it in the kept list
+	// (cyclically), meet[i][o], for the lines no further than the greatest
+	// gap; see Meet.
+	Point2D meet[kDirectionCount][kPairRow];
 
 	// Pruning, when `prune` is set. The polygon of all kept lines, whose
 	// corner j is where line j meets line j + 1, lies inside every
@@ -135,11 +168,15 @@ struct PolygonSearch
 	bool prune;
 	double outlineArea;
 	double margin;
-	double excess[kDirectionCount][kDirectionCount];
+	double excess[kDirectionCount][kPairRow];
 	// The least excess that completes the cycle from the line chosen at a
 	// depth back to the first line, and the excess of the path so far.
 	double completion[kMaxPolygonVertices][kDirectionCount];
 	double pathExcess[kMaxPolygonVertices];
+	// The least excess of a pair that starts at line i, and of one that
+	// ends there: a bound for a first line before its tables are worked.
+	double leastFrom[kDirectionCount];
+	double leastInto[kDirectionCount];
 	// The first kept line whose angle is at least a, for a = 0 to 256.
 	int32_t firstAtAngle[kAngleCount + 1];
 	// The kept polygon's corners, and a distance far above the rounding of
@@ -147,7 +184,27 @@ struct PolygonSearch
 	double cornerX[kDirectionCount];
 	double cornerY[kDirectionCount];
 	double reach;
+	// chain[t]: the doubled signed area swept from corner 0 to corner t
+	// along the kept polygon, around it twice so that paths may wrap.
+	double chain[2 * kDirectionCount + 1];
 };
+
+// The place of line j in line i's row of the pair tables.
+static int32_t Follower(const PolygonSearch* search, int32_t i, int32_t j)
+{
+	int32_t offset = j - i;
+	return (offset > 0) ? offset : offset + search->lineCount;
+}
+
+static const Point2D& Meet(const PolygonSearch* search, int32_t i, int32_t j)
+{
+	return search->meet[i][Follower(search, i, j)];
+}
+
+static double Excess(const PolygonSearch* search, int32_t i, int32_t j)
+{
+	return search->excess[i][Follower(search, i, j)];
+}
 
 static float Greatest(float a, float b)
 {
@@ -289,34 +346,28 @@ static double GreatestMagnitude(double largest, double x, double y)
 	return largest;
 }
 
-// Candidates' consecutive lines, the closing pair included, are between
-// these gaps apart in every search.
-constexpr int32_t kLeastGap = 8;
-constexpr int32_t kGreatestGap = 112;
-
 // Sets up the excess table and the margin. Leaves `prune` clear, so that
 // every candidate is tried, where anything is not finite or the edge factor
 // could make a cost less than its area.
-static void PreparePruning(PolygonSearch* search)
+// The kept polygon of the search's lines: its corners, the chain of its
+// area and the lines by angle. Returns false where a corner is not finite;
+// otherwise `outLargest` is the greatest magnitude of the corners and the
+// lines' distances.
+static bool TraceOutline(PolygonSearch* search, double* outLargest)
 {
-	search->prune = false;
 	int32_t lineCount = search->lineCount;
-	if (!search->pruning || lineCount < 3 || !(search->edgeFactor >= 0.0f)) return;
-
 	double* cornerX = search->cornerX;
 	double* cornerY = search->cornerY;
 	double largest = 0.0;
 	for (int32_t j = 0; j < lineCount; j++)
 	{
 		IntersectPrecisely(search->lines[j], search->lines[(j + 1) % lineCount], &cornerX[j], &cornerY[j]);
-		if (!std::isfinite(cornerX[j]) || !std::isfinite(cornerY[j])) return;
+		if (!std::isfinite(cornerX[j]) || !std::isfinite(cornerY[j])) return false;
 		largest = GreatestMagnitude(largest, cornerX[j], cornerY[j]);
 		largest = GreatestMagnitude(largest, double(search->lines[j].distance), 0.0);
 	}
 
-	// chain[t]: the doubled signed area swept from corner 0 to corner t
-	// along the kept polygon, around it twice so that paths may wrap.
-	double chain[2 * kDirectionCount + 1];
+	double* chain = search->chain;
 	chain[0] = 0.0;
 	for (int32_t t = 0; t < 2 * lineCount; t++)
 	{
@@ -332,62 +383,104 @@ static void PreparePruning(PolygonSearch* search)
 		while (index < lineCount && search->lines[index].angle < a) index++;
 		search->firstAtAngle[a] = index;
 	}
+	*outLargest = largest;
+	return true;
+}
+
+// The excess of lines i and j, which meet at (x, y): the path corner i, ...,
+// corner j - 1, then the meeting point, runs against the polygon's
+// direction, so the excess is its negated doubled area.
+static double PairExcess(const PolygonSearch* search, int32_t i, int32_t j, double x, double y)
+{
+	const double* cornerX = search->cornerX;
+	const double* cornerY = search->cornerY;
+	int32_t pathEnd = (j > i) ? j : j + search->lineCount;
+	int32_t last = (pathEnd - 1) % search->lineCount;
+	double swept = (search->chain[pathEnd - 1] - search->chain[i]) + (cornerX[last] * y - x * cornerY[last]) + (x * cornerY[i] - cornerX[i] * y);
+	return -swept;
+}
+
+static void PreparePruning(PolygonSearch* search, int32_t leastGap)
+{
+	search->prune = false;
+	int32_t lineCount = search->lineCount;
+	if (!search->pruning || lineCount < 3 || !(search->edgeFactor >= 0.0f)) return;
+
+	double largest;
+	if (!TraceOutline(search, &largest)) return;
 
 	// Only lines between the least and the greatest gap apart ever follow
 	// one another in a candidate; the range of angles may wrap.
 	for (int32_t i = 0; i < lineCount; i++)
 	{
+		search->leastFrom[i] = double(INFINITY);
+		search->leastInto[i] = double(INFINITY);
+	}
+	for (int32_t i = 0; i < lineCount; i++)
+	{
 		int32_t angle = search->lines[i].angle;
 		for (int32_t part = 0; part < 2; part++)
 		{
-			int32_t from = angle + kLeastGap - part * kAngleCount;
+			int32_t from = angle + leastGap - part * kAngleCount;
 			int32_t to = angle + kGreatestGap - part * kAngleCount;
 			if (from < 0) from = 0;
 			if (to > kAngleCount - 1) to = kAngleCount - 1;
 			if (from > to) continue;
 			for (int32_t j = search->firstAtAngle[from], end = search->firstAtAngle[to + 1]; j < end; j++)
 			{
-				const Point2D& meet = search->meet[i][j];
+				const Point2D& meet = Meet(search, i, j);
 				double x = double(meet.x);
 				double y = double(meet.y);
 				if (!std::isfinite(x) || !std::isfinite(y)) return;
 				largest = GreatestMagnitude(largest, x, y);
 
-				// The path corner i, ..., corner j - 1, then the meeting point,
-				// runs against the polygon's direction; its excess is the
-				// negated doubled area.
-				int32_t pathEnd = (j > i) ? j : j + lineCount;
-				int32_t last = (pathEnd - 1) % lineCount;
-				double swept = (chain[pathEnd - 1] - chain[i]) + (cornerX[last] * y - x * cornerY[last]) + (x * cornerY[i] - cornerX[i] * y);
-				search->excess[i][j] = -swept;
+				double excess = PairExcess(search, i, j, x, y);
+				search->excess[i][Follower(search, i, j)] = excess;
+				if (excess < search->leastFrom[i]) search->leastFrom[i] = excess;
+				if (excess < search->leastInto[j]) search->leastInto[j] = excess;
 			}
 		}
 	}
 
-	// The rounding of the meeting points off their lines, of the candidates'
-	// own sums and of these tables stays below a few thousand units of the
-	// last place of the largest squared coordinate; this is sixteen times that
-	// and more. The absolute part covers values flushed to zero.
-	search->margin = largest * largest * 0x1p-8 + 0x1p-100;
+	// What separates a candidate's doubled area in floats from these tables,
+	// with L the largest magnitude above, at worst: the float sum of at most
+	// six cross terms is off by under 100 units of 2^-24 L^2, 2^-17.3 L^2;
+	// a float meeting point is off its exact place by under 37 units of
+	// 2^-24 L (the determinant is at least sin 11.25 degrees, for lines 8
+	// angle steps apart), and the identity turns that into at most four
+	// times the offset times the perimeter, itself under 8 L: 2^-13.3 L^2.
+	// The tables' own double rounding is far smaller. This margin is nine
+	// times the sum; the absolute part covers values flushed to zero.
+	search->margin = largest * largest * 0x1p-10 + 0x1p-100;
 	search->reach = largest * 0x1p-12;
 	if (!std::isfinite(search->margin) || !std::isfinite(search->outlineArea)) return;
 
 	search->prune = true;
 }
 
-static void PrepareSearch(PolygonSearch* search, int32_t lineCount)
+// Fills the pair tables for the searches over `lineCount` kept lines, whose
+// consecutive lines are at least `leastGap` apart.
+static void PrepareSearch(PolygonSearch* search, int32_t lineCount, int32_t leastGap)
 {
+	// Only lines between the least and the greatest gap apart meet in a
+	// candidate. Swapping two lines negates every term of Cramer's rule
+	// exactly, so the order the pair is given in does not matter; the lower
+	// index goes first.
 	search->lineCount = lineCount;
 	for (int32_t i = 0; i < lineCount; i++)
 	{
-		for (int32_t j = i + 1; j < lineCount; j++)
+		int32_t angle = search->lines[i].angle;
+		for (int32_t offset = 1; offset < kMostFollowers && offset < lineCount; offset++)
 		{
-			Point2D point = Intersect(search->lines[i], search->lines[j]);
-			search->meet[i][j] = point;
-			search->meet[j][i] = point;
+			int32_t j = (i + offset < lineCount) ? i + offset : i + offset - lineCount;
+			int32_t gap = search->lines[j].angle - angle;
+			if (gap <= 0) gap += kAngleCount;
+			if (gap < leastGap) continue;
+			if (gap > kGreatestGap) break;
+			search->meet[i][offset] = (i < j) ? Intersect(search->lines[i], search->lines[j]) : Intersect(search->lines[j], search->lines[i]);
 		}
 	}
-	PreparePruning(search);
+	PreparePruning(search, leastGap);
 }
 
 static float CrossTerm(const Point2D& a, const Point2D& b)
@@ -398,8 +491,8 @@ static float CrossTerm(const Point2D& a, const Point2D& b)
 // The cheapest triangulation of a pentagon or hexagon among the numbered
 // ones: its index, and the total length of its diagonals in `outSum`.
 // Returns 0 when even the shortest diagonals, however combined, would cost
-// more than the best so far; the lengths are then left unworked.
-static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D* v, int32_t sides, float area, float* outSum)
+// at least `against`; the lengths are then left unworked.
+static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D* v, int32_t sides, float area, float against, float* outSum)
 {
 	int32_t first = (sides == 5) ? (kPolygonPentagonFirst >> 8) : (kPolygonHexagonFirst >> 8);
 	int32_t count = (sides == 5) ? 5 : 8;
@@ -420,7 +513,7 @@ static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D*
 	// shortest. With a margin far above the rounding of the lengths, a
 	// polygon that fails against this bound fails against its true cost.
 	float bound = float(sides - 3) * Sqrt(shortest) * 0.99f;
-	if (area + kDiagonalPrice * search->edgeFactor * bound >= search->bestCost) return 0;
+	if (area + kDiagonalPrice * search->edgeFactor * bound >= against) return 0;
 
 	// A closer bound before the lengths are worked: every triangulation's
 	// sum from correctly rounded roots, less a thousandth, which is far
@@ -450,7 +543,7 @@ static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D*
 				for (int32_t d = 0; d < sides - 3; d++) sum += low[kTriangulationDiagonals[t][d][0]][kTriangulationDiagonals[t][d][1]];
 				if (sum < leastSum) leastSum = sum;
 			}
-			if (area + kDiagonalPrice * search->edgeFactor * (leastSum * 0.999f) >= search->bestCost) return 0;
+			if (area + kDiagonalPrice * search->edgeFactor * (leastSum * 0.999f) >= against) return 0;
 		}
 	}
 
@@ -487,9 +580,10 @@ static int32_t CheapestTriangulation(const PolygonSearch* search, const Point2D*
 	return bestIndex;
 }
 
-// Tests the candidate in `search->vertices`, whose doubled area is
-// `twiceArea`, against the best so far and takes it if it is cheaper.
-static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
+// The cost of the candidate in `search->vertices`, whose doubled area is
+// `twiceArea`, and its code in `outCode`; +infinity when it is refused or
+// cannot cost less than `against`.
+static float CandidateCost(const PolygonSearch* search, int32_t sides, float twiceArea, float against, uint16_t* outCode)
 {
 	const Point2D* v = search->vertices;
 	float area = twiceArea * 0.5f;
@@ -497,7 +591,7 @@ static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
 	// Tangent lines in ascending directions always enclose a positive area;
 	// rounding in a flat or tiny outline is the only way to anything else,
 	// and such a polygon would enclose nothing.
-	if (!(area > 0.0f) || !(area < search->bestCost)) return;
+	if (!(area > 0.0f) || !(area < against)) return INFINITY;
 
 	// Needle-like corners are refused: the shortest edge must not be tiny
 	// next to the polygon's size.
@@ -508,7 +602,7 @@ static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
 		if (edge < shortest) shortest = edge;
 	}
 	float limit = area / 16.0f;
-	if (!(shortest > limit * limit)) return;
+	if (!(shortest > limit * limit)) return INFINITY;
 
 	float cost = area;
 	uint16_t code = kPolygonTriangle;
@@ -532,18 +626,33 @@ static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
 	else if (sides > 4)
 	{
 		float diagonalSum;
-		int32_t triangulation = CheapestTriangulation(search, v, sides, area, &diagonalSum);
-		if (triangulation == 0) return;
+		int32_t triangulation = CheapestTriangulation(search, v, sides, area, against, &diagonalSum);
+		if (triangulation == 0) return INFINITY;
 		code = uint16_t((triangulation << 8) | sides);
 		cost = area + kDiagonalPrice * search->edgeFactor * diagonalSum;
 	}
 
+	*outCode = code;
+	return (cost == cost) ? cost : INFINITY;
+}
+
+// Tests the candidate in `search->vertices`, whose doubled area is
+// `twiceArea`, against the best so far and takes it if it is cheaper.
+static void TryCandidate(PolygonSearch* search, int32_t sides, float twiceArea)
+{
+	// Most candidates fail on their area alone; that test comes first, here.
+	float area = twiceArea * 0.5f;
+	if (!(area > 0.0f) || !(area < search->cut)) return;
+
+	uint16_t code = 0;
+	float cost = CandidateCost(search, sides, twiceArea, search->cut, &code);
 	if (!(cost < search->bestCost)) return;
 
 	search->bestCost = cost;
+	if (cost < search->cut) search->cut = cost;
 	search->bestSides = sides;
 	search->bestCode = code;
-	for (int32_t i = 0; i < sides; i++) search->best[i] = v[i];
+	for (int32_t i = 0; i < sides; i++) search->best[i] = search->vertices[i];
 }
 
 // The angles that line `depth` may take after line `previous`, for a
@@ -578,7 +687,7 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 		{
 			if (depth == last)
 			{
-				search->completion[depth][x] = search->excess[x][first];
+				search->completion[depth][x] = Excess(search, x, first);
 				continue;
 			}
 			int32_t low;
@@ -586,24 +695,29 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 			AngleWindow(bounds, depth + 1, firstAngle, search->lines[x].angle, &low, &high);
 			// Four running minima, which agree with one: every value is a
 			// number or +infinity.
-			double least[4] = {INFINITY, INFINITY, INFINITY, INFINITY};
+			double least[4] = {double(INFINITY), double(INFINITY), double(INFINITY), double(INFINITY)};
 			if (low <= high)
 			{
+				// The window lies after x without wrapping: angles rise and
+				// stay below a turn.
 				const double* row = search->excess[x];
-				const double* next = search->completion[depth + 1];
 				int32_t y = search->firstAtAngle[low];
 				int32_t end = search->firstAtAngle[high + 1];
-				for (; y + 4 <= end; y += 4)
+				const double* next = search->completion[depth + 1] + y;
+				int32_t count = end - y;
+				row += y - x;
+				int32_t k = 0;
+				for (; k + 4 <= count; k += 4)
 				{
-					for (int32_t k = 0; k < 4; k++)
+					for (int32_t lane = 0; lane < 4; lane++)
 					{
-						double value = row[y + k] + next[y + k];
-						least[k] = (value < least[k]) ? value : least[k];
+						double value = row[k + lane] + next[k + lane];
+						least[lane] = (value < least[lane]) ? value : least[lane];
 					}
 				}
-				for (; y < end; y++)
+				for (; k < count; k++)
 				{
-					double value = row[y] + next[y];
+					double value = row[k] + next[k];
 					least[0] = (value < least[0]) ? value : least[0];
 				}
 			}
@@ -612,6 +726,21 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 			search->completion[depth][x] = (pair1 < pair0) ? pair1 : pair0;
 		}
 	}
+}
+
+// The least total length of a triangulation's diagonals, given the length
+// of each diagonal in the order of `list`.
+static double LeastTriangulation(const DiagonalList& list, const double* length)
+{
+	int32_t perSet = (list.count == 5) ? 2 : 3;
+	double least = double(INFINITY);
+	for (int32_t t = 0; t < list.setCount; t++)
+	{
+		double sum = length[list.sets[t][0]] + length[list.sets[t][1]];
+		if (perSet == 3) sum += length[list.sets[t][2]];
+		if (sum < least) least = sum;
+	}
+	return least;
 }
 
 // The least distance from (x, y) to the ray from (ox, oy) along (tx, ty), a
@@ -653,62 +782,87 @@ static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& 
 	// sides - 1 backwards along the first line.
 	const TangentLine& last = search->lines[index];
 	const TangentLine& firstLine = search->lines[first];
-	const Point2D& start = search->meet[index][nearest];
-	const Point2D& end = search->meet[farthest][first];
+	const Point2D& start = Meet(search, index, nearest);
+	const Point2D& end = Meet(search, farthest, first);
 	double rayX[2] = {double(start.x), double(end.x)};
 	double rayY[2] = {double(start.y), double(end.y)};
 	double rayTx[2] = {-double(last.ny), double(firstLine.ny)};
 	double rayTy[2] = {double(last.nx), -double(firstLine.nx)};
 
-	double length[kMaxPolygonVertices][kMaxPolygonVertices];
-	for (int32_t a = 0; a < sides; a++)
+	static const DiagonalList kQuadDiagonals = {2, {{0, 2}, {1, 3}}, 0, {}};
+	const DiagonalList& list = (sides == 4) ? kQuadDiagonals : (sides == 5) ? kPentagonDiagonals : kHexagonDiagonals;
+	double length[9];
+	for (int32_t d = 0; d < list.count; d++)
 	{
-		for (int32_t b = a + 2; b < sides; b++)
+		int32_t a = list.ends[d][0];
+		int32_t b = list.ends[d][1];
+		double x = double(v[a].x);
+		double y = double(v[a].y);
+		double value;
+		if (b < depth)
 		{
-			if (a == 0 && b == sides - 1) continue;
-			double value;
-			if (b < depth)
-			{
-				double dx = double(v[b].x) - double(v[a].x);
-				double dy = double(v[b].y) - double(v[a].y);
-				value = std::sqrt(dx * dx + dy * dy) - 2.0 * search->reach;
-			}
-			else
-			{
-				int32_t ray = b - depth;
-				value = RayDistance(double(v[a].x), double(v[a].y), rayX[ray], rayY[ray], rayTx[ray], rayTy[ray], search->reach);
-			}
-			length[a][b] = (value > 0.0) ? value : 0.0;
+			double dx = double(v[b].x) - x;
+			double dy = double(v[b].y) - y;
+			value = std::sqrt(dx * dx + dy * dy) - 2.0 * search->reach;
 		}
+		else
+		{
+			int32_t ray = b - depth;
+			value = RayDistance(x, y, rayX[ray], rayY[ray], rayTx[ray], rayTy[ray], search->reach);
+		}
+		length[d] = (value > 0.0) ? value : 0.0;
+	}
+
+	// A quadrilateral prices the shorter diagonal.
+	double least = (sides == 4) ? ((length[0] < length[1]) ? length[0] : length[1]) : LeastTriangulation(list, length);
+	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
+	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
+	return leastArea + price >= double(search->cut);
+}
+
+// With every line chosen, true when the candidate cannot cost less than the
+// cut. Its area comes from the excess tables and its diagonals from its
+// vertices in double precision, with the allowances of DiagonalsCannotWin;
+// this is much cheaper than working its cost in floats, which only the few
+// candidates near the best need.
+static bool CandidateCannotWin(const PolygonSearch* search, int32_t sides, int32_t depth, int32_t index)
+{
+	const Point2D* v = search->vertices;
+	double x[kMaxPolygonVertices];
+	double y[kMaxPolygonVertices];
+	for (int32_t i = 0; i < sides; i++)
+	{
+		x[i] = double(v[i].x);
+		y[i] = double(v[i].y);
 	}
 
 	double least;
 	if (sides == 4)
 	{
 		// The shorter diagonal is priced.
-		least = (length[0][2] < length[1][3]) ? length[0][2] : length[1][3];
+		double a = (x[2] - x[0]) * (x[2] - x[0]) + (y[2] - y[0]) * (y[2] - y[0]);
+		double b = (x[3] - x[1]) * (x[3] - x[1]) + (y[3] - y[1]) * (y[3] - y[1]);
+		least = std::sqrt((a < b) ? a : b);
 	}
 	else
 	{
-		int32_t firstSet = (sides == 5) ? (kPolygonPentagonFirst >> 8) : (kPolygonHexagonFirst >> 8);
-		int32_t setCount = (sides == 5) ? 5 : 8;
-		least = INFINITY;
-		for (int32_t t = firstSet; t < firstSet + setCount; t++)
+		const DiagonalList& list = (sides == 5) ? kPentagonDiagonals : kHexagonDiagonals;
+		double length[9];
+		for (int32_t d = 0; d < list.count; d++)
 		{
-			double sum = 0.0;
-			for (int32_t d = 0; d < sides - 3; d++)
-			{
-				int32_t a = kTriangulationDiagonals[t][d][0];
-				int32_t b = kTriangulationDiagonals[t][d][1];
-				sum += (a < b) ? length[a][b] : length[b][a];
-			}
-			if (sum < least) least = sum;
+			int32_t a = list.ends[d][0];
+			int32_t b = list.ends[d][1];
+			double dx = x[b] - x[a];
+			double dy = y[b] - y[a];
+			length[d] = std::sqrt(dx * dx + dy * dy);
 		}
+		least = LeastTriangulation(list, length);
 	}
+	if (!std::isfinite(least)) return false;
 
 	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
 	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
-	return leastArea + price >= double(search->bestCost);
+	return leastArea + price >= double(search->cut);
 }
 
 // True when every candidate below the lines chosen so far, the last of them
@@ -716,7 +870,7 @@ static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& 
 static bool CannotWin(PolygonSearch* search, int32_t depth, int32_t index)
 {
 	double least = search->outlineArea + search->pathExcess[depth] + search->completion[depth][index];
-	return least - search->margin >= 2.0 * double(search->bestCost);
+	return least - search->margin >= 2.0 * double(search->cut);
 }
 
 // Chooses line number `depth` of the candidate among the kept lines from
@@ -746,6 +900,10 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		{
 			if (search->prune)
 			{
+				// Every candidate has a pair from its first line and one
+				// back to it; that alone often rules the line out.
+				double least = search->outlineArea + search->leastFrom[index] + search->leastInto[index];
+				if (least - search->margin >= 2.0 * double(search->cut)) continue;
 				ComputeCompletions(search, bounds, index);
 				search->pathExcess[0] = 0.0;
 				if (CannotWin(search, 0, index)) continue;
@@ -757,13 +915,13 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 
 		if (search->prune)
 		{
-			search->pathExcess[depth] = search->pathExcess[depth - 1] + search->excess[previous][index];
+			search->pathExcess[depth] = search->pathExcess[depth - 1] + Excess(search, previous, index);
 			if (CannotWin(search, depth, index)) continue;
 		}
 
 		// Vertex depth - 1 is where this line meets the one before.
 		Point2D* v = search->vertices;
-		v[depth - 1] = search->meet[previous][index];
+		v[depth - 1] = Meet(search, previous, index);
 		if (depth >= 2) search->crossSum[depth - 1] = search->crossSum[depth - 2] + CrossTerm(v[depth - 2], v[depth - 1]);
 
 		if (search->prune && bounds.sides >= 4 && depth == bounds.sides - 2 && DiagonalsCannotWin(search, bounds, depth, index)) continue;
@@ -775,10 +933,152 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		}
 
 		// The last line closes the polygon on the first.
-		v[depth] = search->meet[index][search->chosen[0]];
+		v[depth] = Meet(search, index, search->chosen[0]);
+		if (search->prune && bounds.sides >= 4 && CandidateCannotWin(search, bounds.sides, depth, index)) continue;
 		float twiceArea = search->crossSum[depth - 1] + CrossTerm(v[depth - 1], v[depth]) + CrossTerm(v[depth], v[0]);
 		TryCandidate(search, bounds.sides, twiceArea);
 	}
+}
+
+// The doubled area of the candidate in `search->vertices`, summed in the
+// order the search sums it, so that the same lines give the same bits.
+static float CandidateTwiceArea(const Point2D* v, int32_t sides)
+{
+	float crossSum = 0.0f;
+	for (int32_t d = 1; d <= sides - 2; d++) crossSum = crossSum + CrossTerm(v[d - 1], v[d]);
+	return crossSum + CrossTerm(v[sides - 2], v[sides - 1]) + CrossTerm(v[sides - 1], v[0]);
+}
+
+// Lowers the cut to just above the cost of the near-regular candidates
+// among `lines`: for each first line, the lines nearest to equal turns after
+// it. Round outlines, where pruning has most to do, are best enclosed by
+// such polygons. Only a candidate that the search for `bounds` over these
+// same lines would try counts, and its cost is worked exactly as there.
+static void SeedCut(PolygonSearch* search, const TangentLine* lines, int32_t lineCount, const SearchBounds& bounds)
+{
+	int32_t sides = bounds.sides;
+	if (lineCount < sides) return;
+
+	// The kept line nearest to each angle, the lower on a tie.
+	int32_t nearest[kAngleCount];
+	int32_t next = 0;
+	for (int32_t a = 0; a < kAngleCount; a++)
+	{
+		while (next + 1 < lineCount && lines[next + 1].angle <= a) next++;
+		int32_t chosen = next;
+		if (next + 1 < lineCount && lines[next + 1].angle - a < a - lines[next].angle) chosen = next + 1;
+		nearest[a] = chosen;
+	}
+
+	for (int32_t first = 0; first < lineCount && lines[first].angle <= bounds.firstMax; first++)
+	{
+		int32_t firstAngle = lines[first].angle;
+		int32_t path[kMaxPolygonVertices];
+		path[0] = first;
+		int32_t depth = 1;
+		for (; depth < sides; depth++)
+		{
+			int32_t target = firstAngle + (kAngleCount * depth + sides / 2) / sides;
+			if (target >= kAngleCount) break;
+			int32_t line = nearest[target];
+			int32_t low;
+			int32_t high;
+			AngleWindow(bounds, depth, firstAngle, lines[path[depth - 1]].angle, &low, &high);
+			if (line <= path[depth - 1] || lines[line].angle < low || lines[line].angle > high) break;
+			path[depth] = line;
+		}
+		if (depth < sides) continue;
+
+		Point2D* v = search->vertices;
+		for (int32_t d = 0; d < sides; d++)
+		{
+			int32_t a = path[d];
+			int32_t b = (d + 1 < sides) ? path[d + 1] : first;
+			v[d] = (a < b) ? Intersect(lines[a], lines[b]) : Intersect(lines[b], lines[a]);
+		}
+		uint16_t code = 0;
+		float cost = CandidateCost(search, sides, CandidateTwiceArea(v, sides), INFINITY, &code);
+		if (cost < INFINITY)
+		{
+			float cut = std::nextafter(cost, INFINITY);
+			if (cut < search->cut) search->cut = cut;
+		}
+	}
+}
+
+// True when no triangle over the search's lines can cost less than the cut,
+// found without the pair tables. A pocket only grows as its second line
+// turns away (that line cuts a triangle off the larger pocket), so a pocket
+// whose lines are at least g apart is at least the least pocket of any line
+// with its first follower g or more away. A triangle's three gaps lie
+// between 32 and 112 and sum to a turn; the least pockets at a few steps of
+// gap, taken over every way three gaps can add up, bound its area. The
+// candidates' meeting points are not worked, so the margin is taken for the
+// largest magnitude they can have: lines 32 to 112 angle steps apart meet
+// within 4 (|d_i| + |d_j|) of the origin.
+static bool TrianglesCannotWin(PolygonSearch* search)
+{
+	const SearchBounds& bounds = kTriangleBounds;
+	int32_t lineCount = search->lineCount;
+	if (!search->pruning || lineCount < 3 || !(search->edgeFactor >= 0.0f) || !(search->cut < INFINITY)) return false;
+
+	double largest;
+	if (!TraceOutline(search, &largest)) return false;
+	double distance = 0.0;
+	for (int32_t i = 0; i < lineCount; i++) distance = GreatestMagnitude(distance, double(search->lines[i].distance), 0.0);
+	double reach = (8.0 * distance > largest) ? 8.0 * distance : largest;
+	double margin = reach * reach * 0x1p-10 + 0x1p-100;
+	if (!std::isfinite(margin) || !std::isfinite(search->outlineArea)) return false;
+
+	// Gap levels: level k holds the gaps from kLevelGap[k] up to the next.
+	constexpr int32_t kLevels = 6;
+	static const int32_t kLevelGap[kLevels + 1] = {32, 48, 64, 80, 96, 112, 113};
+	double least[kLevels];
+	for (int32_t k = 0; k < kLevels; k++)
+	{
+		least[k] = double(INFINITY);
+		for (int32_t i = 0; i < lineCount; i++)
+		{
+			int32_t target = search->lines[i].angle + kLevelGap[k];
+			int32_t j = (target < kAngleCount) ? search->firstAtAngle[target] : lineCount;
+			if (j >= lineCount)
+			{
+				// Past the last line the search goes on from the first,
+				// a turn later.
+				int32_t wrapped = target - kAngleCount;
+				j = search->firstAtAngle[(wrapped > 0) ? wrapped : 0];
+				if (j >= i) continue;
+			}
+			int32_t gap = search->lines[j].angle - search->lines[i].angle;
+			if (gap <= 0) gap += kAngleCount;
+			if (gap > kGreatestGap) continue;
+			Point2D meet = (i < j) ? Intersect(search->lines[i], search->lines[j]) : Intersect(search->lines[j], search->lines[i]);
+			double x = double(meet.x);
+			double y = double(meet.y);
+			if (!std::isfinite(x) || !std::isfinite(y)) return false;
+			double excess = PairExcess(search, i, j, x, y);
+			if (excess < least[k]) least[k] = excess;
+		}
+	}
+
+	// The least sum over the levels of three gaps that can make a turn.
+	double bound = double(INFINITY);
+	for (int32_t a = 0; a < kLevels; a++)
+	{
+		for (int32_t b = a; b < kLevels; b++)
+		{
+			for (int32_t c = b; c < kLevels; c++)
+			{
+				int32_t low = kLevelGap[a] + kLevelGap[b] + kLevelGap[c];
+				int32_t high = kLevelGap[a + 1] + kLevelGap[b + 1] + kLevelGap[c + 1] - 3;
+				if (low > kAngleCount || high < kAngleCount) continue;
+				double sum = least[a] + least[b] + least[c];
+				if (sum < bound) bound = sum;
+			}
+		}
+	}
+	if (bounds.minGap != kLevelGap[0]) return false;
+	return search->outlineArea + bound - margin >= 2.0 * double(search->cut);
 }
 
 static void SearchPolygons(PolygonSearch* search, const SearchBounds& bounds)
@@ -884,16 +1184,36 @@ static uint16_t FindBoundingPolygon(int32_t groupCount, const int32_t* counts, c
 	search.lines = kept;
 	search.edgeFactor = edgeFactor;
 	search.bestCost = INFINITY;
+	search.cut = INFINITY;
 	search.bestSides = 0;
 	search.bestCode = 0;
 	search.pruning = pruning;
 
-	PrepareSearch(&search, KeepLines(support, 1, kept));
-	SearchPolygons(&search, kTriangleBounds);
+	// A few near-regular candidates of the larger polygons first, for the
+	// cut that every search prunes against. Only a price that cannot lower
+	// a cost below its area lets the cut stand in for the best cost.
+	if (pruning && edgeFactor >= 0.0f)
+	{
+		TangentLine even[kDirectionCount];
+		int32_t evenCount = KeepLines(support, 2, even);
+		SeedCut(&search, even, evenCount, kQuadBounds);
+		if (maxVertices >= 5) SeedCut(&search, even, evenCount, kPentagonBounds);
+		if (maxVertices >= 6) SeedCut(&search, even, evenCount, kHexagonBounds);
+	}
+
+	// Round outlines rule out every triangle against the cut; the pair
+	// tables of their 128 lines, the largest of the run, are then not built.
+	search.lineCount = KeepLines(support, 1, kept);
+	if (!TrianglesCannotWin(&search))
+	{
+		PrepareSearch(&search, search.lineCount, kTriangleBounds.minGap);
+		SearchPolygons(&search, kTriangleBounds);
+	}
 
 	// The larger polygons choose among every other direction only, which
 	// keeps their searches short.
-	PrepareSearch(&search, KeepLines(support, 2, kept));
+	// The quadrilateral's least gap is the least of the three searches.
+	PrepareSearch(&search, KeepLines(support, 2, kept), kQuadBounds.minGap);
 	SearchPolygons(&search, kQuadBounds);
 	if (maxVertices >= 5) SearchPolygons(&search, kPentagonBounds);
 	if (maxVertices >= 6) SearchPolygons(&search, kHexagonBounds);

@@ -303,6 +303,36 @@ TEST(ComputeBoundingPolygon, PrunedSearchAgreesWithTryingEveryCandidate)
 	outlines.push_back({Ellipse(0.5, 0.5, 0.5, 0.5)});
 	outlines.push_back({Ellipse(0.5, 0.5, 0.5, 0.05)});
 	outlines.push_back({ClosedLines({{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0, 0.5}})});
+	// Few kept lines, so that a line's followers wrap around the list: a
+	// triangle drawn with split sides keeps only the lines through its
+	// corners, and a sliver keeps a handful more.
+	outlines.push_back({ClosedLines({{0, 0}, {0.5, 0}, {1, 0}, {0.5, 0.4}, {0, 0.8}, {0, 0.4}})});
+	// Triangles with their corners cut ever deeper, from nearly a triangle to
+	// nearly a hexagon: somewhere between, the best triangle and the best
+	// quadrilateral cost nearly the same, which is where a bound on every
+	// triangle must not overreach.
+	for (double cut : {0.02, 0.08, 0.15, 0.22, 0.3, 0.38})
+	{
+		std::vector<Vertex> corners;
+		for (int k = 0; k < 3; k++)
+		{
+			double a = 2.0 * M_PI * k / 3.0 + 0.3, b = 2.0 * M_PI * (k + 1) / 3.0 + 0.3;
+			Vertex p = {0.5 + 0.5 * std::cos(a), 0.5 + 0.5 * std::sin(a)}, q = {0.5 + 0.5 * std::cos(b), 0.5 + 0.5 * std::sin(b)};
+			corners.push_back({p.x + (q.x - p.x) * cut, p.y + (q.y - p.y) * cut});
+			corners.push_back({q.x + (p.x - q.x) * cut, q.y + (p.y - q.y) * cut});
+		}
+		outlines.push_back({ClosedLines(corners)});
+	}
+	// Symmetric outlines give candidates of exactly equal cost, where the
+	// first in the search's order must win even though a cheap candidate
+	// of that cost is known before the search starts.
+	outlines.push_back({ClosedLines({{0, 0}, {0.5, 0}, {1, 0}, {1, 0.5}, {1, 1}, {0.5, 1}, {0, 1}, {0, 0.5}})});
+	{
+		std::vector<Vertex> octagon;
+		for (int k = 0; k < 8; k++) octagon.push_back({0.5 + 0.5 * std::cos(k * M_PI / 4), 0.5 + 0.5 * std::sin(k * M_PI / 4)});
+		outlines.push_back({ClosedLines(octagon)});
+	}
+	outlines.push_back({ClosedLines({{0, 0}, {1, 0.02}, {1, 0.03}, {0.5, 0.03}, {0, 0.01}})});
 	for (const std::vector<QuadraticCurve>& outline : IconOutlines(std::string(VORP_SOURCE_DIR) + "/examples/badge.svg")) outlines.push_back({outline});
 
 	int compared = 0;
