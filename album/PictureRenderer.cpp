@@ -191,11 +191,15 @@ static uint32_t DrawStroke(const AlbumContents* album, const ComponentRecord& co
 	if (result != 0) return result;
 
 	// The mesh's box, widened by the most a vertex is pushed out for a pixel.
+	// A vertex that is not finite leaves it alone: its triangles draw nothing.
 	float perPixel = frame.unitsPerPixel * placement.unitScale;
 	float minU = INFINITY, minV = INFINITY, maxU = -INFINITY, maxV = -INFINITY, push = 0.0f;
 	for (uint32_t i = 0; i < stroke.vertexCount; i++)
 	{
 		const PackedStrokeVertex& vertex = album->vertices[int32_t(stroke.firstVertex + i)];
+		bool finite = true;
+		for (float value : vertex.position) finite = finite && std::isfinite(value);
+		if (!finite) continue;
 		float u = vertex.position[0], v = vertex.position[1];
 		minU = (u < minU) ? u : minU;
 		maxU = (u > maxU) ? u : maxU;

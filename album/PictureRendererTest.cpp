@@ -85,6 +85,36 @@ TEST(RenderPicture, StrokeMeshCoversItsWidth)
 	EXPECT_EQ(drawn.At(0, 4)[3], 0.0f) << "before the flat cap";
 }
 
+TEST(RenderPicture, StrokeVertexNotFiniteDropsOnlyItsTriangles)
+{
+	// Along y 5 to x 8, then up to y 9; the last vertex lies past the corner.
+	const char* shape = "Path {Stroke (cap = \"round\", join = \"round\") {float {2}} float[2]* {M {1, 5}, L {8, 5}, L {8, 9}}}";
+	struct Row { const char* text; float x; float y; };
+	const Row rows[] = {
+		{"x not a number", NAN, 0.5f},
+		{"y infinite", 0.5f, INFINITY},
+		{"both below all", -INFINITY, -INFINITY},
+		{"not a number and infinite", NAN, -INFINITY},
+	};
+	for (const Row& row : rows)
+	{
+		SCOPED_TRACE(row.text);
+		DrawnPicture drawn;
+		ASSERT_EQ(drawn.Draw(shape), "0");
+		ExpectPixel(drawn.At(3, 4), {0, 0, 0, 1}, "first leg, before");
+		PackedStrokeVertex& last = drawn.album.vertices[drawn.album.vertices.GetCount() - 1];
+		last.position[0] = row.x;
+		last.position[1] = row.y;
+		std::vector<float> pixels(400, 0.0f);
+		ASSERT_EQ(RenderPicture(&drawn.album, 0, 10, 10, pixels.data()), 0u);
+		for (int column : {2, 3, 4, 5})
+		{
+			const float* pixel = pixels.data() + (4 * 10 + column) * 4;
+			EXPECT_NEAR(pixel[3], 1.0f, 2e-3f) << "first leg at column " << column;
+		}
+	}
+}
+
 TEST(RenderPicture, NothingToDrawIsNoError)
 {
 	struct Row { const char* text; const char* shapes; int32_t picture; };

@@ -95,9 +95,11 @@ static uint32_t SignBit(float value)
 }
 
 // NaN passes through; the byte conversion takes care of it.
+// A NaN comes out 0, as from the shader's clamp on the GPU, where min and max
+// return the operand that is a number.
 static float Saturate(float value)
 {
-	if (value < 0.0f) return 0.0f;
+	if (!(value >= 0.0f)) return 0.0f;
 	if (value > 1.0f) return 1.0f;
 	return value;
 }
@@ -597,7 +599,10 @@ uint32_t StrokeRenderer::Prepare(const StrokeSource* newSource, const float* new
 		const uint8_t* record = source.vertices + int64_t(v) * source.vertexStride;
 		float values[9];
 		std::memcpy(values, record, 36);
-		corners.Add(Corner{values[0], values[1], values[2], values[3], values[4], values[5], values[8]});
+		bool usable = true;
+		for (int32_t i = 0; i < 6; i++) usable = usable && std::isfinite(values[i]);
+		usable = usable && std::isfinite(values[8]);
+		corners.Add(Corner{values[0], values[1], values[2], values[3], values[4], values[5], values[8], usable});
 	}
 
 	uint32_t result = 0;
@@ -686,6 +691,9 @@ void StrokeRenderer::Shade(float x, float y, float unitsPerPixel, float* rgba) c
 		for (int32_t t = piece.firstTriangle; t < piece.firstTriangle + piece.triangleCount; t++)
 		{
 			const uint16_t* triangle = source.indices + int64_t(t) * 3;
+			// The GPU drops a triangle with a corner that is not a number
+			// or not finite; the piece's other triangles still draw.
+			if (!corners[triangle[0]].usable || !corners[triangle[1]].usable || !corners[triangle[2]].usable) continue;
 			float px[3];
 			float py[3];
 			float pu[3];

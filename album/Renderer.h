@@ -212,6 +212,8 @@ class StrokeRenderer
 			float u;
 			float v;
 			float scale;
+			// Position, dilation, local coordinates and scale all finite.
+			bool usable;
 		};
 
 		float ChainCoverage(const Piece& piece, float u, float v, float pixelsPerEm) const;

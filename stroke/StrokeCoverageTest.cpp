@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "album/Renderer.h"
@@ -182,4 +183,56 @@ TEST(StrokeRenderer, PrepareRejectsPiecesOutsideTheirData)
 	source.vertexCount = 4;
 	source.curveWidth = 4;
 	EXPECT_EQ(renderer.Prepare(&source, red), uint32_t('OFST'));
+}
+
+TEST(StrokeRenderer, PieceWhoseCoverageIsNotANumberLeavesTheOthers)
+{
+	// Along x to a corner at (1, 0), then up; the join is the piece that
+	// names neither the first nor the last vertex's chain.
+	const double halfWidth = 0.1, pixel = halfWidth / 10.0;
+	StrokeRun run = RunStroke(Params(0.2f, 'FLAT', 'ROND', 1.0f), 0, Contour{Line(0, 0, 1, 0), Line(1, 0, 1, 1)}, 'FLT4', 64, 4);
+	ASSERT_EQ(CheckStrokeRun(run), "");
+	auto chainOf = [&](int32_t vertex)
+	{
+		uint32_t words[2];
+		std::memcpy(words, run.Vertices() + int64_t(vertex) * 68 + 24, 8);
+		return std::vector<uint32_t>{words[0] & 0xFFFF, words[0] >> 16, words[1] >> 25};
+	};
+	std::vector<uint32_t> first = chainOf(0), last = chainOf(run.emitVertices - 1), join;
+	for (int32_t v = 0; v < run.emitVertices && join.empty(); v++)
+	{
+		if (chainOf(v) != first && chainOf(v) != last) join = chainOf(v);
+	}
+	ASSERT_FALSE(join.empty());
+
+	const float color[4] = {1.0f, 1.0f, 1.0f, 1.0f};
+	StrokeSource source{run.Image(), 'FLT4', 64, 4, run.Vertices(), 68, run.emitVertices, reinterpret_cast<const uint16_t*>(run.Triangles()), run.emitTriangles};
+	StrokeRenderer clean;
+	ASSERT_EQ(clean.Prepare(&source, color), 0u);
+	std::vector<uint8_t> image(run.Image(), run.Image() + 64 * 4 * 16);
+	// The round part's first control, as a near-parallel corner can make it.
+	const float control[2] = {NAN, -INFINITY};
+	std::memcpy(image.data() + (join[1] * 64 + join[0] + 1) * 16 + 8, control, 8);
+	source.curveData = image.data();
+	StrokeRenderer damaged;
+	ASSERT_EQ(damaged.Prepare(&source, color), 0u);
+
+	// Away from the corner nothing changes; near it the join may be missing,
+	// but the bodies still cover what they cover.
+	int32_t compared = 0;
+	for (double y = -2.0 * halfWidth; y <= 2.0 * halfWidth; y += pixel)
+	{
+		for (double x = 1.0 - 3.0 * halfWidth; x <= 1.0 + 2.0 * halfWidth; x += pixel)
+		{
+			float expected[4], actual[4];
+			clean.Shade(float(x), float(y), float(pixel), expected);
+			damaged.Shade(float(x), float(y), float(pixel), actual);
+			ASSERT_FALSE(std::isnan(actual[3])) << x << ", " << y;
+			bool body = (x < 1.0 - 1.5 * halfWidth && std::fabs(y) < 0.5 * halfWidth) || (y > 1.5 * halfWidth && std::fabs(x - 1.0) < 0.5 * halfWidth);
+			if (!body) continue;
+			EXPECT_EQ(actual[3], expected[3]) << x << ", " << y;
+			compared++;
+		}
+	}
+	EXPECT_GT(compared, 50);
 }
