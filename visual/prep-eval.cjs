@@ -145,10 +145,12 @@ function RenderReference(svg, size) {
 	let tree = new Resvg(svg, options);
 	if (tree.height > tree.width) tree = new Resvg(svg, { ...options, fitTo: { mode: 'height', value: size } });
 	const image = tree.render();
+	// Each read of `pixels` copies the whole image out of the rasteriser.
+	const drawn = image.pixels;
 	const pixels = Buffer.alloc(size * size * 4);
 	const width = Math.min(size, image.width), height = Math.min(size, image.height);
 	const left = (size - width) >> 1, top = (size - height) >> 1;
-	for (let y = 0; y < height; y++) image.pixels.copy(pixels, ((top + y) * size + left) * 4, y * image.width * 4, (y * image.width + width) * 4);
+	for (let y = 0; y < height; y++) drawn.copy(pixels, ((top + y) * size + left) * 4, y * image.width * 4, (y * image.width + width) * 4);
 	return pixels;
 }
 
