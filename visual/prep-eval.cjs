@@ -29,7 +29,8 @@
 //
 // A file under the threshold is drawn again at four times the size
 // (iou_large): close to 1 there, it differs only in the antialiasing of its
-// edges, not in its shapes.
+// edges, not in its shapes. `coverage` is our total alpha over the
+// reference's: well under 1 means missing shapes, well over 1 extra ones.
 //
 // Writes to --out: files.tsv (one row a file), summary.txt (the table printed
 // at the end), worst.txt, below/SET/NAME.png (reference | vorp-render |
@@ -46,7 +47,7 @@ const { Resvg } = require('@resvg/resvg-js');
 const { DecodePng, EncodePng } = require('./png.cjs');
 
 const kStepTimeoutMs = 60000;
-const kColumns = ['set', 'file', 'prep', 'vorp', 'render', 'iou', 'report_lines', 'stage', 'iou_large'];
+const kColumns = ['set', 'file', 'prep', 'vorp', 'render', 'iou', 'report_lines', 'stage', 'iou_large', 'coverage'];
 // A file under the threshold is measured again this many times larger: one
 // that comes close there differs only in how edges are antialiased, which
 // the narrow strokes of icons weigh heavily at small sizes.
@@ -163,6 +164,17 @@ function SoftIoU(first, second) {
 	return high === 0 ? 1 : low / high;
 }
 
+// Our total alpha over the reference's: under 1 where shapes went missing,
+// over 1 where extra ones appeared; near 1 for edge differences.
+function Coverage(reference, ours) {
+	let first = 0, second = 0;
+	for (let i = 3; i < reference.length; i += 4) {
+		first += reference[i];
+		second += ours[i];
+	}
+	return first === 0 ? (second === 0 ? '1.000' : 'inf') : (second / first).toFixed(3);
+}
+
 // Reference | ours | difference, each over white. In the difference, grey is
 // covered by both, red only by the reference, blue only by ours.
 function SideBySide(reference, ours, size) {
@@ -203,7 +215,7 @@ async function MeasureFile(set, name, options, work) {
 	const album = path.join(work, 'drawing.vorp');
 	const image = path.join(work, 'drawing.png');
 	for (const file of [prepared, album, image]) fs.rmSync(file, { force: true });
-	const row = { set: set.name, file: name, prep: '', vorp: '', render: '', iou: '', report_lines: 0, stage: '', iou_large: '' };
+	const row = { set: set.name, file: name, prep: '', vorp: '', render: '', iou: '', report_lines: 0, stage: '', iou_large: '', coverage: '' };
 	const keep = { report: '', log: '' };
 
 	const prepArgs = PrepArguments(options.prep, source, prepared);
@@ -252,6 +264,7 @@ async function MeasureFile(set, name, options, work) {
 	if (row.stage === '') {
 		const score = SoftIoU(reference, ours);
 		row.iou = score.toFixed(4);
+		row.coverage = Coverage(reference, ours);
 		if (score < options.threshold) {
 			row.stage = 'below';
 			const large = size * kLargeFactor;
@@ -376,7 +389,7 @@ async function Main() {
 				try {
 					row = await MeasureFile(set, name, options, work);
 				} catch (error) {
-					row = { set: set.name, file: name, prep: '', vorp: '', render: '', iou: '', report_lines: 0, stage: 'harness', iou_large: '' };
+					row = { set: set.name, file: name, prep: '', vorp: '', render: '', iou: '', report_lines: 0, stage: 'harness', iou_large: '', coverage: '' };
 					console.error(`${set.name}/${name}: ${error.message}`);
 				}
 				done.set(`${set.name}/${name}`, row);
@@ -396,8 +409,8 @@ async function Main() {
 	let worst = '';
 	for (const set of options.sets) {
 		const bad = rows.filter((row) => row.set === set.name && !(row.iou !== '' && Number(row.iou) >= options.threshold)).sort(Worse);
-		worst += `== ${set.name}: ${bad.length} under ${options.threshold} (iou, iou at ${kLargeFactor}x, stage, prep status, report lines, file)\n`;
-		for (const row of bad.slice(0, options.worst)) worst += `${row.iou || '-'}\t${row.iou_large || '-'}\t${row.stage}\tprep=${row.prep}\treport=${row.report_lines}\t${row.file}\n`;
+		worst += `== ${set.name}: ${bad.length} under ${options.threshold} (iou, iou at ${kLargeFactor}x, coverage, stage, prep status, report lines, file)\n`;
+		for (const row of bad.slice(0, options.worst)) worst += `${row.iou || '-'}\t${row.iou_large || '-'}\t${row.coverage || '-'}\t${row.stage}\tprep=${row.prep}\treport=${row.report_lines}\t${row.file}\n`;
 		WriteSheet(path.join(options.out, `sheet-${set.name}.png`), options, bad.slice(0, options.worst));
 	}
 	fs.writeFileSync(path.join(options.out, 'worst.txt'), worst);
