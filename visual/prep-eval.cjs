@@ -311,6 +311,12 @@ function Worse(a, b) {
 	return sa - sb || a.file.localeCompare(b.file);
 }
 
+// Judged on the exact score when the file was measured: the four digits
+// kept in the table may round a score under the threshold up to it.
+function Passed(row) {
+	return row.iou !== '' && row.stage === '';
+}
+
 function Percent(count, total) {
 	return total === 0 ? '-' : (100 * count / total).toFixed(1) + '%';
 }
@@ -323,7 +329,7 @@ function Summary(options, rows) {
 		const count = (test) => mine.filter(test).length;
 		const scored = mine.filter((row) => row.iou !== '');
 		const mean = scored.length ? scored.reduce((sum, row) => sum + Number(row.iou), 0) / scored.length : 0;
-		const good = (row) => row.iou !== '' && Number(row.iou) >= options.threshold;
+		const good = Passed;
 		table.push([
 			set.name, String(mine.length), Percent(count(good), mine.length),
 			Percent(count((row) => row.stage === 'prep'), mine.length),
@@ -408,7 +414,7 @@ async function Main() {
 	fs.writeFileSync(tsv, kColumns.join('\t') + '\n' + all.map(RowLine).join(''));
 	let worst = '';
 	for (const set of options.sets) {
-		const bad = rows.filter((row) => row.set === set.name && !(row.iou !== '' && Number(row.iou) >= options.threshold)).sort(Worse);
+		const bad = rows.filter((row) => row.set === set.name && !Passed(row)).sort(Worse);
 		worst += `== ${set.name}: ${bad.length} under ${options.threshold} (iou, iou at ${kLargeFactor}x, coverage, stage, prep status, report lines, file)\n`;
 		for (const row of bad.slice(0, options.worst)) worst += `${row.iou || '-'}\t${row.iou_large || '-'}\t${row.coverage || '-'}\t${row.stage}\tprep=${row.prep}\treport=${row.report_lines}\t${row.file}\n`;
 		WriteSheet(path.join(options.out, `sheet-${set.name}.png`), options, bad.slice(0, options.worst));
