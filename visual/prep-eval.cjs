@@ -140,7 +140,10 @@ function Run(args) {
 	});
 }
 
-// The original drawn by the reference, its frame fitted into the square.
+// The original drawn by the reference, its frame fitted into the square. A
+// frame that is not square is centred at a whole pixel here and at a fraction
+// in vorp-render, so its edges may differ by under half a pixel; the icon
+// sets measured have square frames.
 function RenderReference(svg, size) {
 	const options = { font: { loadSystemFonts: false }, fitTo: { mode: 'width', value: size } };
 	let tree = new Resvg(svg, options);
@@ -335,7 +338,7 @@ function Summary(options, rows) {
 			Percent(count((row) => row.stage === 'prep'), mine.length),
 			Percent(count((row) => row.stage === 'vorp'), mine.length),
 			Percent(count((row) => row.stage === 'render'), mine.length),
-			Percent(count((row) => row.stage === 'pictures' || row.stage === 'reference'), mine.length),
+			Percent(count((row) => row.stage === 'pictures' || row.stage === 'reference' || row.stage === 'harness'), mine.length),
 			Percent(count((row) => row.prep === 3), mine.length),
 			String(count((row) => !good(row) && row.prep === 0 && row.report_lines === 0)),
 			String(count((row) => row.stage === 'below' && row.iou_large !== '' && Number(row.iou_large) >= kLargeClose)),
