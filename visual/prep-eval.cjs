@@ -368,6 +368,11 @@ async function Main() {
 	const tsv = path.join(options.out, 'files.tsv');
 	const stampFile = path.join(options.out, 'stamp');
 	const probe = PrepArguments(options.prep, 'in', 'out');
+	// A missing program would count as every file failing its preparation.
+	if (probe && probe[0].includes('/') && !fs.existsSync(probe[0])) throw new Error(`no preparation program ${probe[0]}`);
+	for (const tool of ['vorp', 'vorp-render']) {
+		if (!fs.existsSync(path.join(options.tools, tool))) throw new Error(`no ${path.join(options.tools, tool)}`);
+	}
 	const stamp = Stamp(options, probe || []);
 	const same = !options.fresh && fs.existsSync(stampFile) && fs.readFileSync(stampFile, 'utf8') === stamp;
 	const done = same ? LoadRows(tsv) : new Map();
