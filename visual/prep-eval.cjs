@@ -179,7 +179,8 @@ function Coverage(reference, ours) {
 }
 
 // Reference | ours | difference, each over white. In the difference, grey is
-// covered by both, red only by the reference, blue only by ours.
+// covered by both, red only by the reference, blue only by ours. Only one of
+// the two one-sided parts is non-zero, so no channel leaves 0..255.
 function SideBySide(reference, ours, size) {
 	const gap = 2, width = size * 3 + gap * 2;
 	const pixels = Buffer.alloc(width * size * 4, 255);
@@ -202,12 +203,7 @@ function SideBySide(reference, ours, size) {
 	return { width, height: size, pixels };
 }
 
-function Clamp(value) {
-	return Math.max(0, Math.min(255, value));
-}
-
 function WriteSideBySide(file, panels) {
-	for (let i = 0; i < panels.pixels.length; i++) panels.pixels[i] = Clamp(panels.pixels[i]);
 	fs.writeFileSync(file, EncodePng(panels.width, panels.height, panels.pixels));
 }
 
