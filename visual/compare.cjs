@@ -10,9 +10,9 @@
 
 const fs = require('fs');
 const path = require('path');
-const zlib = require('zlib');
 const { execFileSync } = require('child_process');
 const { Resvg } = require('@resvg/resvg-js');
+const { DecodePng } = require('./png.cjs');
 
 const kSizes = [64, 128, 512];
 // A pixel belongs to the mask from an eighth of the image's strongest alpha
@@ -20,45 +20,6 @@ const kSizes = [64, 128, 512];
 // area gives 153) decide too many pixels; at a quarter, the threshold falls
 // on the alpha of a stroke drawn at opacity 0.25 and measures only noise.
 const kMaskFraction = 0.125;
-
-// Decodes an 8-bit RGBA, non-interlaced PNG, as vorp-render writes it.
-function DecodePng(bytes) {
-	let at = 8, width = 0, height = 0;
-	const data = [];
-	while (at < bytes.length) {
-		const length = bytes.readUInt32BE(at);
-		const type = bytes.toString('latin1', at + 4, at + 8);
-		const body = bytes.subarray(at + 8, at + 8 + length);
-		if (type === 'IHDR') {
-			width = body.readUInt32BE(0);
-			height = body.readUInt32BE(4);
-			if (body[8] !== 8 || body[9] !== 6 || body[12] !== 0) throw new Error('not 8-bit RGBA');
-		} else if (type === 'IDAT') data.push(body);
-		at += 12 + length;
-	}
-	const raw = zlib.inflateSync(Buffer.concat(data));
-	const stride = width * 4;
-	const pixels = Buffer.alloc(stride * height);
-	for (let y = 0; y < height; y++) {
-		const filter = raw[y * (stride + 1)];
-		for (let x = 0; x < stride; x++) {
-			const value = raw[y * (stride + 1) + 1 + x];
-			const a = x >= 4 ? pixels[y * stride + x - 4] : 0;
-			const b = y > 0 ? pixels[(y - 1) * stride + x] : 0;
-			const c = (x >= 4 && y > 0) ? pixels[(y - 1) * stride + x - 4] : 0;
-			let predicted = 0;
-			if (filter === 1) predicted = a;
-			else if (filter === 2) predicted = b;
-			else if (filter === 3) predicted = (a + b) >> 1;
-			else if (filter === 4) {
-				const p = a + b - c, pa = Math.abs(p - a), pb = Math.abs(p - b), pc = Math.abs(p - c);
-				predicted = (pa <= pb && pa <= pc) ? a : (pb <= pc ? b : c);
-			}
-			pixels[y * stride + x] = (value + predicted) & 255;
-		}
-	}
-	return { width, height, pixels };
-}
 
 function IoU(first, second) {
 	let both = 0, either = 0;
