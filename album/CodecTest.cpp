@@ -450,3 +450,80 @@ TEST(Compress, SameStreamsAsThePlainCoder)
 		ASSERT_TRUE(stream == PlainCompress(input)) << "stream of " << stream.size() << " bytes";
 	}
 }
+
+// Runs of a few byte values with lengths drawn from `lengths`, each followed
+// by up to `gap` bytes from `between`.
+static Bytes RunBytes(size_t count, uint32_t seed, const Bytes& values, const std::vector<size_t>& lengths, const Bytes& between, size_t gap)
+{
+	std::mt19937 random(seed);
+	Bytes bytes;
+	while (bytes.size() < count)
+	{
+		bytes.insert(bytes.end(), lengths[random() % lengths.size()], values[random() % values.size()]);
+		for (size_t i = random() % (gap + 1); i > 0; i--) bytes.push_back(between[random() % between.size()]);
+	}
+	bytes.resize(count);
+	return bytes;
+}
+
+TEST(Compress, RunsGiveTheSameStreamsAsThePlainCoder)
+{
+	std::vector<size_t> shortRuns, aroundCosts, allLengths;
+	for (size_t n = 4; n <= 12; n++) shortRuns.push_back(n);
+	for (size_t n : {33, 34, 35, 36, 37, 38, 289, 290, 291, 292, 293, 294}) aroundCosts.push_back(n);
+	for (size_t n = 1; n <= 80; n++) allLengths.push_back(n);
+	Bytes lowNibble;
+	for (int i = 0; i < 16; i++) lowNibble.push_back(uint8_t(i));
+	std::vector<std::pair<std::string, Bytes>> inputs = {
+		{"long runs of one byte", RunBytes(100000, 1, {0}, {1000, 5000, 70000}, {1, 2}, 3)},
+		{"runs of one length, varied tails", RunBytes(60000, 2, {0}, {6}, {1, 2, 3}, 4)},
+		{"runs of one length, one tail", RunBytes(60000, 3, {0}, {9}, {7}, 1)},
+		{"alternating runs", RunBytes(60000, 4, {0, 0xFF}, shortRuns, {0}, 0)},
+		{"runs of all lengths", RunBytes(80000, 5, {0, 0x3C}, allLengths, {1, 0x3C, 0}, 3)},
+		{"runs around the token costs", RunBytes(120000, 6, {0}, aroundCosts, {1, 2}, 2)},
+		{"runs around the token costs, equal tails", RunBytes(120000, 7, {0}, aroundCosts, {1}, 1)},
+		// Bytes 0 to 15 crowd the 12-bit chain of a zero byte, so the node
+		// limit ends walks in the middle of runs.
+		{"runs among their chain's other positions", RunBytes(100000, 8, {0}, shortRuns, lowNibble, 12)},
+		{"short runs, crowded", RunBytes(100000, 9, {0, 1}, {4, 5}, lowNibble, 2)},
+		{"a run at the end", Cat()(RunBytes(5000, 10, {0}, shortRuns, {1, 2}, 3)).Fill(0, 41).bytes},
+	};
+	// A long run whose start leaves the window while runs of its length come
+	// after: the walk must stop inside it.
+	for (size_t offset : {32700, 32760, 32768, 32790})
+	{
+		Bytes far = Cat().Fill(0, 300)({1}).bytes;
+		Bytes filler = MatchFreeBytes(offset, uint32_t(offset));
+		inputs.push_back({"run cut by the window " + std::to_string(offset),
+			Cat()(far)(filler)(RunBytes(3000, uint32_t(offset), {0}, {60, 200, 299, 300, 301}, {1}, 1)).bytes});
+	}
+	// A run longer than the node limit, then runs of every length after
+	// decoys that use up part of the limit.
+	for (int decoys : {0, 100, 250, 255, 256})
+	{
+		Cat list;
+		list.Fill(0, 600)({1});
+		for (int i = 0; i < decoys; i++) list({0, 0x05});
+		for (int n = 300; n >= 4; n -= 7) list.Fill(0, size_t(n))({n});
+		inputs.push_back({"run cut by the node limit after " + std::to_string(decoys) + " decoys", list.bytes});
+	}
+	// Half-float texels with many zero words.
+	for (uint32_t seed = 20; seed < 30; seed++)
+	{
+		Bytes texels = TexelBytes(30000, seed);
+		std::mt19937 random(seed);
+		for (size_t i = 0; i + 8 <= texels.size(); i += 8)
+		{
+			if (random() % 3 == 0) std::fill(texels.begin() + long(i), texels.begin() + long(i + 2 + 2 * (random() % 4)), 0);
+		}
+		inputs.push_back({"texels with zero words " + std::to_string(seed), texels});
+	}
+
+	for (const auto& [name, input] : inputs)
+	{
+		SCOPED_TRACE(name);
+		Bytes stream = Pack(input);
+		ASSERT_FALSE(stream.empty());
+		ASSERT_TRUE(stream == PlainCompress(input)) << "stream of " << stream.size() << " bytes";
+	}
+}
