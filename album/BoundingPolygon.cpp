@@ -184,6 +184,10 @@ struct PolygonSearch
 	double cornerX[kDirectionCount];
 	double cornerY[kDirectionCount];
 	double reach;
+	// The kept lines in double precision, for the bounds that sweep many.
+	double lineNx[kDirectionCount];
+	double lineNy[kDirectionCount];
+	double lineDistance[kDirectionCount];
 	// chain[t]: the doubled signed area swept from corner 0 to corner t
 	// along the kept polygon, around it twice so that paths may wrap.
 	double chain[2 * kDirectionCount + 1];
@@ -453,6 +457,12 @@ static void PreparePruning(PolygonSearch* search, int32_t leastGap)
 	// times the sum; the absolute part covers values flushed to zero.
 	search->margin = largest * largest * 0x1p-10 + 0x1p-100;
 	search->reach = largest * 0x1p-12;
+	for (int32_t i = 0; i < lineCount; i++)
+	{
+		search->lineNx[i] = double(search->lines[i].nx);
+		search->lineNy[i] = double(search->lines[i].ny);
+		search->lineDistance[i] = double(search->lines[i].distance);
+	}
 	if (!std::isfinite(search->margin) || !std::isfinite(search->outlineArea)) return;
 
 	search->prune = true;
@@ -732,15 +742,16 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 // of each diagonal in the order of `list`.
 static double LeastTriangulation(const DiagonalList& list, const double* length)
 {
-	int32_t perSet = (list.count == 5) ? 2 : 3;
-	double least = double(INFINITY);
-	for (int32_t t = 0; t < list.setCount; t++)
+	// Written out for each polygon: this runs for most nodes near the
+	// leaves, and the sums must come in the same order whichever is used.
+	auto least = [](double a, double b) { return (b < a) ? b : a; };
+	auto sum3 = [&](int32_t t) { return length[list.sets[t][0]] + length[list.sets[t][1]] + length[list.sets[t][2]]; };
+	if (list.count == 5)
 	{
-		double sum = length[list.sets[t][0]] + length[list.sets[t][1]];
-		if (perSet == 3) sum += length[list.sets[t][2]];
-		if (sum < least) least = sum;
+		auto sum2 = [&](int32_t t) { return length[list.sets[t][0]] + length[list.sets[t][1]]; };
+		return least(least(least(sum2(0), sum2(1)), least(sum2(2), sum2(3))), sum2(4));
 	}
-	return least;
+	return least(least(least(sum3(0), sum3(1)), least(sum3(2), sum3(3))), least(least(sum3(4), sum3(5)), least(sum3(6), sum3(7))));
 }
 
 // The least distance from (x, y) to the ray from (ox, oy) along (tx, ty), a
@@ -820,49 +831,165 @@ static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& 
 	return leastArea + price >= double(search->cut);
 }
 
-// With every line chosen, true when the candidate cannot cost less than the
-// cut. Its area comes from the excess tables and its diagonals from its
-// vertices in double precision, with the allowances of DiagonalsCannotWin;
-// this is much cheaper than working its cost in floats, which only the few
-// candidates near the best need.
-static bool CandidateCannotWin(const PolygonSearch* search, int32_t sides, int32_t depth, int32_t index)
+// For a pentagon or hexagon with lines up to `depth` chosen and two or more
+// to come, true when no completion can cost less than the cut: its least area plus the price of
+// its least diagonals. An unknown vertex m is where lines m and m + 1 meet
+// (the last meets line 0), and a candidate's vertex lies inside every one
+// of its lines, so its distance to vertex m is at least its distance to
+// either line; each line's angle range follows from the angle bounds, and
+// the least over that range stands in. Vertex `depth` lies on the chosen
+// line between where the nearest and the farthest next line meet it, and
+// the last vertex likewise on the first line; a distance to a line is
+// linear along such a segment, so its ends bound the vertex between them.
+static bool OpenDiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& bounds, int32_t depth, int32_t index)
 {
-	const Point2D* v = search->vertices;
-	double x[kMaxPolygonVertices];
-	double y[kMaxPolygonVertices];
-	for (int32_t i = 0; i < sides; i++)
+	int32_t sides = bounds.sides;
+	int32_t first = search->chosen[0];
+	int32_t firstAngle = search->lines[first].angle;
+
+	// The kept lines that line q may be, [begin[q], end[q]).
+	int32_t begin[kMaxPolygonVertices + 1];
+	int32_t end[kMaxPolygonVertices + 1];
+	begin[0] = first;
+	end[0] = first + 1;
+	begin[depth] = index;
+	end[depth] = index + 1;
+	int32_t low = search->lines[index].angle;
+	int32_t high = low;
+	for (int32_t q = depth + 1; q < sides; q++)
 	{
-		x[i] = double(v[i].x);
-		y[i] = double(v[i].y);
+		low = Larger(low + bounds.minGap, firstAngle + bounds.floor[q]);
+		high = Smaller(Smaller(high + bounds.maxGap, firstAngle + bounds.cap[q]), kAngleCount - 1);
+		if (low > high) return true;
+		begin[q] = search->firstAtAngle[low];
+		end[q] = search->firstAtAngle[high + 1];
+		if (begin[q] >= end[q]) return true;
+	}
+	begin[sides] = begin[0];
+	end[sides] = end[0];
+
+	// The ends of the segments that hold vertex `depth` and the last vertex.
+	Point2D ends[2][2] = {{Meet(search, index, begin[depth + 1]), Meet(search, index, end[depth + 1] - 1)},
+		{Meet(search, begin[sides - 1], first), Meet(search, end[sides - 1] - 1, first)}};
+
+	// Points: the known vertices, then the two ends of each segment.
+	const Point2D* v = search->vertices;
+	double pointX[kMaxPolygonVertices + 4];
+	double pointY[kMaxPolygonVertices + 4];
+	for (int32_t k = 0; k < depth; k++)
+	{
+		pointX[k] = double(v[k].x);
+		pointY[k] = double(v[k].y);
+	}
+	for (int32_t k = 0; k < 4; k++)
+	{
+		pointX[depth + k] = double(ends[k / 2][k % 2].x);
+		pointY[depth + k] = double(ends[k / 2][k % 2].y);
+		if (!std::isfinite(pointX[depth + k]) || !std::isfinite(pointY[depth + k])) return false;
 	}
 
+	// nearest[p][q]: the least over the lines that line q may be of how far
+	// point p (a segment: either end) lies inside the line, worked once.
+	// Over a segment the least of linear functions is least at an end; the
+	// greater of two such least values need not be, so ends go per line.
+	double nearest[kMaxPolygonVertices + 2][kMaxPolygonVertices + 1];
+	bool worked[kMaxPolygonVertices + 2][kMaxPolygonVertices + 1] = {};
+	auto leastGap = [&](int32_t point, int32_t q) {
+		if (worked[point][q]) return nearest[point][q];
+		int32_t from = (point < depth) ? point : depth + 2 * (point - depth);
+		int32_t count = (point < depth) ? 1 : 2;
+		double least = double(INFINITY);
+		for (int32_t L = begin[q]; L < end[q]; L++)
+		{
+			for (int32_t k = from; k < from + count; k++)
+			{
+				double gap = search->lineDistance[L] - (pointX[k] * search->lineNx[L] + pointY[k] * search->lineNy[L]);
+				least = (gap < least) ? gap : least;
+			}
+		}
+		worked[point][q] = true;
+		nearest[point][q] = least;
+		return least;
+	};
+	auto toVertex = [&](int32_t point, int32_t m) {
+		double one = leastGap(point, m);
+		double other = leastGap(point, m + 1);
+		return (one > other) ? one : other;
+	};
+
+	// Each diagonal's ends are listed lower first. One between two vertices
+	// that lie anywhere in their ranges counts nothing.
+	double reach = search->reach;
+	const DiagonalList& list = (sides == 5) ? kPentagonDiagonals : kHexagonDiagonals;
+	double length[9];
+	for (int32_t d = 0; d < list.count; d++)
+	{
+		int32_t a = list.ends[d][0];
+		int32_t b = list.ends[d][1];
+		double value = 0.0;
+		if (b < depth)
+		{
+			double dx = pointX[b] - pointX[a];
+			double dy = pointY[b] - pointY[a];
+			value = std::sqrt(dx * dx + dy * dy) - 2.0 * reach;
+		}
+		else if (a < depth)
+		{
+			value = toVertex(a, b) - 2.0 * reach;
+		}
+		else if (a == depth)
+		{
+			// One end on a segment, the other unknown.
+			value = toVertex(depth, b) - 3.0 * reach;
+		}
+		else if (b == sides - 1)
+		{
+			value = toVertex(depth + 1, a) - 3.0 * reach;
+		}
+		length[d] = (value > 0.0) ? value : 0.0;
+	}
+
+	double least = LeastTriangulation(list, length);
+	if (!std::isfinite(least)) return false;
+	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
+	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
+	return leastArea + price >= double(search->cut);
+}
+
+// With every line chosen, true when the candidate, of doubled area
+// `twiceArea` as the search works it, cannot cost less than the cut. That
+// area is the one its cost is made of, so it needs no allowance; its
+// diagonals are taken from the same squared lengths as its cost, rooted
+// correctly in double precision and less a thousandth, far more than the
+// fast roots and the float sums can differ from them (a length too small
+// to root counts nothing, as it does there). This is much cheaper than
+// working its cost, which only the few candidates near the best need.
+static bool CandidateCannotWin(const PolygonSearch* search, int32_t sides, float twiceArea)
+{
+	float area = twiceArea * 0.5f;
+	if (!(area > 0.0f) || !(area < search->cut)) return true;
+
+	const Point2D* v = search->vertices;
+	auto root = [](float squared) { return (squared < kMinNormal) ? 0.0 : std::sqrt(double(squared)); };
 	double least;
 	if (sides == 4)
 	{
 		// The shorter diagonal is priced.
-		double a = (x[2] - x[0]) * (x[2] - x[0]) + (y[2] - y[0]) * (y[2] - y[0]);
-		double b = (x[3] - x[1]) * (x[3] - x[1]) + (y[3] - y[1]) * (y[3] - y[1]);
-		least = std::sqrt((a < b) ? a : b);
+		float a = SquaredDistance(v[0], v[2]);
+		float b = SquaredDistance(v[1], v[3]);
+		least = root((a < b) ? a : b);
 	}
 	else
 	{
 		const DiagonalList& list = (sides == 5) ? kPentagonDiagonals : kHexagonDiagonals;
 		double length[9];
-		for (int32_t d = 0; d < list.count; d++)
-		{
-			int32_t a = list.ends[d][0];
-			int32_t b = list.ends[d][1];
-			double dx = x[b] - x[a];
-			double dy = y[b] - y[a];
-			length[d] = std::sqrt(dx * dx + dy * dy);
-		}
+		for (int32_t d = 0; d < list.count; d++) length[d] = root(SquaredDistance(v[list.ends[d][0]], v[list.ends[d][1]]));
 		least = LeastTriangulation(list, length);
 	}
 	if (!std::isfinite(least)) return false;
 
-	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
 	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
-	return leastArea + price >= double(search->cut);
+	return double(area) + price >= double(search->cut);
 }
 
 // True when every candidate below the lines chosen so far, the last of them
@@ -925,6 +1052,7 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		if (depth >= 2) search->crossSum[depth - 1] = search->crossSum[depth - 2] + CrossTerm(v[depth - 2], v[depth - 1]);
 
 		if (search->prune && bounds.sides >= 4 && depth == bounds.sides - 2 && DiagonalsCannotWin(search, bounds, depth, index)) continue;
+		if (search->prune && bounds.sides >= 5 && depth >= 1 && depth <= bounds.sides - 3 && OpenDiagonalsCannotWin(search, bounds, depth, index)) continue;
 
 		if (depth + 1 < bounds.sides)
 		{
@@ -934,8 +1062,8 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 
 		// The last line closes the polygon on the first.
 		v[depth] = Meet(search, index, search->chosen[0]);
-		if (search->prune && bounds.sides >= 4 && CandidateCannotWin(search, bounds.sides, depth, index)) continue;
 		float twiceArea = search->crossSum[depth - 1] + CrossTerm(v[depth - 1], v[depth]) + CrossTerm(v[depth], v[0]);
+		if (search->prune && bounds.sides >= 4 && CandidateCannotWin(search, bounds.sides, twiceArea)) continue;
 		TryCandidate(search, bounds.sides, twiceArea);
 	}
 }
