@@ -793,7 +793,7 @@ void Converter::EmitShape(pugi::xml_node node, Path path, const Context& ctx, co
   // spike; the fill, if any, keeps the whole outline.
   Path stroked = path;
   bool broken = stroke.kind != Paint::kNone && style.lineJoin == "round" && style.lineCap == "round" &&
-                dashes.empty() && SplitRoundStroke(&stroked);
+                dashes.empty() && SplitRoundStroke(&stroked, width / 32);
   std::string fillData, strokeData;
   AppendPathData(fill.kind == Paint::kNone ? stroked : filled, &fillData);
   if (fillData.empty()) return;

@@ -531,9 +531,23 @@ Point EndTangent(const Piece& piece) {
   return Minus(end, piece.from);
 }
 
+// How far the piece reaches from its start.
+double Reach(const Piece& piece) {
+  double most = 0;
+  for (int k = 0; k < PointCount(piece.segment.op); ++k) {
+    Point d = Minus(piece.segment.p[k], piece.from);
+    most = std::max(most, Dot(d, d));
+  }
+  return std::sqrt(most);
+}
+
+// Exact reversals are left whole: vorp's stroker folds those cleanly, and
+// its caps there measure a little further from the reference than its joins.
 bool TurnsBack(Point in, Point out) {
   if (IsZero(in) || IsZero(out)) return false;
-  return Dot(in, out) < kReversalCos * std::sqrt(Dot(in, in)) * std::sqrt(Dot(out, out));
+  double lengths = std::sqrt(Dot(in, in)) * std::sqrt(Dot(out, out));
+  double cross = in.x * out.y - in.y * out.x;
+  return Dot(in, out) < kReversalCos * lengths && std::fabs(cross) > 1e-6 * lengths;
 }
 
 // The derivative's direction (a third of it for a cubic, half for a
@@ -615,7 +629,8 @@ Piece SplitPiece(Piece* piece, double t) {
 
 // Appends the subpath in[begin, end) to *out, broken where it must be; true
 // when it was broken.
-bool SplitSubpath(const std::vector<Segment>& in, size_t begin, size_t end, std::vector<Segment>* out) {
+bool SplitSubpath(const std::vector<Segment>& in, size_t begin, size_t end, double shortest,
+                  std::vector<Segment>* out) {
   bool closed = in[end - 1].op == 'Z';
   size_t last = closed ? end - 1 : end;
   bool plain = in[begin].op == 'M';
@@ -628,8 +643,10 @@ bool SplitSubpath(const std::vector<Segment>& in, size_t begin, size_t end, std:
     at = in[i].op == 'C' ? in[i].p[2] : in[i].op == 'Q' ? in[i].p[1] : in[i].p[0];
     double done = 0;
     for (double t : CuspParameters(piece)) {
-      Piece after = SplitPiece(&piece, (t - done) / (1 - done));
-      pieces.push_back(piece);
+      Piece before = piece;
+      Piece after = SplitPiece(&before, (t - done) / (1 - done));
+      if (Reach(before) < shortest || Reach(after) < shortest) continue;
+      pieces.push_back(before);
       piece = after;
       done = t;
     }
@@ -638,10 +655,16 @@ bool SplitSubpath(const std::vector<Segment>& in, size_t begin, size_t end, std:
   if (closed && (at.x != start.x || at.y != start.y)) pieces.push_back({at, {'L', {start, {}, {}}}});
   bool broken = false;
   for (size_t k = 0; k < pieces.size(); ++k) {
-    if (k > 0 && TurnsBack(EndTangent(pieces[k - 1]), StartTangent(pieces[k]))) pieces[k].breakBefore = true;
+    if (k > 0 && TurnsBack(EndTangent(pieces[k - 1]), StartTangent(pieces[k])) &&
+        Reach(pieces[k - 1]) >= shortest && Reach(pieces[k]) >= shortest) {
+      pieces[k].breakBefore = true;
+    }
     broken = broken || pieces[k].breakBefore;
   }
-  if (closed && !pieces.empty()) broken = broken || TurnsBack(EndTangent(pieces.back()), StartTangent(pieces[0]));
+  if (closed && !pieces.empty()) {
+    broken = broken || (TurnsBack(EndTangent(pieces.back()), StartTangent(pieces[0])) &&
+                        Reach(pieces.back()) >= shortest && Reach(pieces[0]) >= shortest);
+  }
   if (!plain || !broken) {
     out->insert(out->end(), in.begin() + static_cast<std::ptrdiff_t>(begin),
                 in.begin() + static_cast<std::ptrdiff_t>(end));
@@ -658,7 +681,7 @@ bool SplitSubpath(const std::vector<Segment>& in, size_t begin, size_t end, std:
 
 }  // namespace
 
-bool SplitRoundStroke(Path* path) {
+bool SplitRoundStroke(Path* path, double shortest) {
   std::vector<Segment> result;
   result.reserve(path->segments.size());
   const std::vector<Segment>& in = path->segments;
@@ -667,7 +690,7 @@ bool SplitRoundStroke(Path* path) {
   while (begin < in.size()) {
     size_t end = begin + 1;
     while (end < in.size() && in[end].op != 'M') ++end;
-    if (SplitSubpath(in, begin, end, &result)) changed = true;
+    if (SplitSubpath(in, begin, end, shortest, &result)) changed = true;
     begin = end;
   }
   if (changed) path->segments.swap(result);

@@ -90,8 +90,10 @@ void ReversePath(Path* path);
 // separate ones at joins that turn back nearly onto themselves and at the
 // cusps and near-cusps inside curves, whose offsets a stroker turns into
 // long spikes. Closed subpaths that break are written open, their closing
-// line explicit. The result says whether anything changed.
-bool SplitRoundStroke(Path* path);
+// line explicit. No piece next to a break may reach less than `shortest`
+// from its start: vorp's stroker draws wedges at the ends of tiny pieces,
+// which it joins well. The result says whether anything changed.
+bool SplitRoundStroke(Path* path, double shortest);
 
 // The tight box of the drawn geometry (curve extremes, not control points).
 // False for a path with no point.

@@ -248,6 +248,8 @@ TEST(SplitRoundStroke, BreaksAtReversalsAndCusps) {
       // 90 and 135 degrees: the stroker draws these well.
       {"M0 0L10 0L10 10", ""},
       {"M0 0L10 0L0 10", ""},
+      // An exact reversal folds cleanly and is left whole.
+      {"M0 0L10 0L0 0", ""},
       // A closed subpath that breaks is written open, its closing line explicit.
       {"M0 0L10 0L0 1Z", "M 0,0;L 10,0;M 10,0;L 0,1;L 0,0;"},
       // The closing join alone turns back.
@@ -261,13 +263,16 @@ TEST(SplitRoundStroke, BreaksAtReversalsAndCusps) {
       {"M0 0C0 0 10 10 10 0Q20 0 20 10", ""},
       // Zero-length pieces have no direction to turn back from.
       {"M0 0L0 0L5 0L5 0Z", ""},
+      // Nor do pieces shorter than the least reach, 0.1 here.
+      {"M0 0L5 0L5.05 0L5 0L10 1", ""},
+      {"M0 0C2 2 0 2 2 0M0 0C0.1 0.1 0 0.1 0.1 0", "M 0,0;C 1,1 1,1.5 1,1.5;M 1,1.5;C 1,1.5 1,1 2,0;M 0,0;C 0.1,0.1 0,0.1 0.1,0;"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.data);
     Path path;
     ASSERT_TRUE(ParsePathData(row.data, 0.001, 100, &path));
     std::string before = Describe(path);
-    bool changed = SplitRoundStroke(&path);
+    bool changed = SplitRoundStroke(&path, 0.1);
     EXPECT_EQ(changed, *row.expected != '\0');
     EXPECT_EQ(changed ? DescribeRounded(path) : Describe(path), *row.expected ? row.expected : before);
   }
@@ -279,7 +284,7 @@ TEST(SplitRoundStroke, NearCuspsBreakOnTheCurve) {
   Path path;
   ASSERT_TRUE(ParsePathData("M11.992 12.014C8.664 14.004 15.328 10.014 12 12", 0.001, 100, &path));
   Segment whole = path.segments[1];
-  ASSERT_TRUE(SplitRoundStroke(&path));
+  ASSERT_TRUE(SplitRoundStroke(&path, 0.1));
   ASSERT_EQ(path.segments.size(), 6u);
   Point from = {11.992, 12.014};
   for (size_t i = 0; i < path.segments.size(); i += 2) {
