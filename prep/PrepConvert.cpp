@@ -789,8 +789,13 @@ void Converter::EmitShape(pugi::xml_node node, Path path, const Context& ctx, co
     ReversePath(&filled);
     reversed = true;
   }
+  // Round joins and caps let the stroke break where vorp's stroker would
+  // spike; the fill, if any, keeps the whole outline.
+  Path stroked = path;
+  bool broken = stroke.kind != Paint::kNone && style.lineJoin == "round" && style.lineCap == "round" &&
+                dashes.empty() && SplitRoundStroke(&stroked, width / 32);
   std::string fillData, strokeData;
-  AppendPathData(filled, &fillData);
+  AppendPathData(fill.kind == Paint::kNone ? stroked : filled, &fillData);
   if (fillData.empty()) return;
   segments_ += path.segments.size();
   ++drawn_;
@@ -825,14 +830,14 @@ void Converter::EmitShape(pugi::xml_node node, Path path, const Context& ctx, co
   };
   // The stroke keeps the direction it was drawn in (where its dashes
   // start), so a reversed fill and a stroke become two elements; so do
-  // shapes whose stroke is painted under the fill.
+  // shapes whose stroke is painted under the fill, and broken strokes.
   bool split = stroke.kind != Paint::kNone && fill.kind != Paint::kNone &&
-               ((reversed && !dashes.empty()) || style.strokeFirst);
+               ((reversed && !dashes.empty()) || style.strokeFirst || broken);
   if (!split) {
     body_ += "<path d=\"" + fillData + "\"" + fillAttributes() + strokeAttributes() + "/>\n";
     return;
   }
-  AppendPathData(path, &strokeData);
+  AppendPathData(stroked, &strokeData);
   std::string fillElement = "<path d=\"" + fillData + "\"" + fillAttributes() + "/>\n";
   std::string strokeElement = "<path d=\"" + strokeData + "\" fill=\"none\"" + strokeAttributes() + "/>\n";
   body_ += style.strokeFirst ? strokeElement + fillElement : fillElement + strokeElement;

@@ -305,6 +305,43 @@ TEST(ConvertSvg, Gradients) {
   EXPECT_EQ(Features(radial.result), "2:focal-point 2:radial-gradient-shape 2:stroke-gradient ");
 }
 
+TEST(ConvertSvg, RoundStrokesBreakAtReversals) {
+  const std::string round = " stroke=\"#000\" stroke-linecap=\"round\" stroke-linejoin=\"round\"";
+  const std::string data = "M12 11L15 7L11 11";
+  const std::string broken = "M 12 11 L 15 7 M 15 7 L 11 11";
+  struct Row {
+    std::string attributes;
+    std::vector<std::string> expected;  // d of each path written, "fill" for the fill alone
+  } rows[] = {
+      {"fill=\"none\"" + round, {broken}},
+      // The fill keeps its outline; the stroke goes apart after it.
+      {"fill=\"#f00\"" + round, {"fill", broken}},
+      {"fill=\"#f00\" paint-order=\"stroke\"" + round, {broken, "fill"}},
+      // Other joins, caps and dashed strokes draw differently when broken.
+      {"fill=\"none\" stroke=\"#000\" stroke-linecap=\"square\" stroke-linejoin=\"round\"", {"M 12 11 L 15 7 L 11 11"}},
+      {"fill=\"none\" stroke=\"#000\" stroke-linecap=\"round\"", {"M 12 11 L 15 7 L 11 11"}},
+      {"fill=\"none\" stroke-dasharray=\"1 1\"" + round, {"M 12 11 L 15 7 L 11 11"}},
+  };
+  Converted fillOnly = Convert("<path d=\"" + data + "\" fill=\"#f00\"/>");
+  ASSERT_TRUE(fillOnly.ok);
+  ASSERT_EQ(fillOnly.paths.size(), 1u);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.attributes);
+    Converted c = Convert("<path d=\"" + data + "\" " + row.attributes + "/>");
+    ASSERT_TRUE(c.ok);
+    ASSERT_EQ(c.paths.size(), row.expected.size());
+    for (size_t i = 0; i < c.paths.size(); ++i) {
+      if (row.expected[i] == "fill") {
+        EXPECT_EQ(c.paths[i], fillOnly.paths[0]);
+      } else {
+        EXPECT_EQ(c.paths[i]["d"], row.expected[i]);
+        EXPECT_EQ(c.paths[i]["fill"], "none");
+        EXPECT_EQ(c.paths[i]["stroke"], "#000000");
+      }
+    }
+  }
+}
+
 TEST(ConvertSvg, ReportNamesWhatIsLost) {
   Converted c = Convert(
       "<clipPath id=\"c\"><rect width=\"5\" height=\"5\"/></clipPath>\n"

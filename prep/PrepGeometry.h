@@ -85,6 +85,16 @@ double SignedArea(const Path& path);
 // Every subpath run backwards, the subpaths keeping their order.
 void ReversePath(Path* path);
 
+// For a stroke with round joins and round caps and no dashes, where a join
+// draws exactly what two caps at its vertex draw: breaks subpaths into
+// separate ones at joins that turn back nearly onto themselves and at the
+// cusps and near-cusps inside curves, whose offsets a stroker turns into
+// long spikes. Closed subpaths that break are written open, their closing
+// line explicit. No piece next to a break may reach less than `shortest`
+// from its start: vorp's stroker draws wedges at the ends of tiny pieces,
+// which it joins well. The result says whether anything changed.
+bool SplitRoundStroke(Path* path, double shortest);
+
 // The tight box of the drawn geometry (curve extremes, not control points).
 // False for a path with no point.
 bool PathBounds(const Path& path, Point* min, Point* max);

@@ -226,6 +226,86 @@ TEST(SignedArea, OrientationAndCurves) {
   EXPECT_EQ(Describe(curve), "M 0,0;Q 3,-2 5,0;C 5,5 0,5 0,0;Z;M 11,10;L 10,10;");
 }
 
+// Points rounded to 1e-4, so that a break found by search reads as the
+// exact parameter worked by hand.
+std::string DescribeRounded(Path path) {
+  for (Segment& s : path.segments) {
+    for (Point& p : s.p) {
+      p.x = std::round(p.x * 1e4) / 1e4 + 0.0;
+      p.y = std::round(p.y * 1e4) / 1e4 + 0.0;
+    }
+  }
+  return Describe(path);
+}
+
+TEST(SplitRoundStroke, BreaksAtReversalsAndCusps) {
+  struct Row {
+    const char* data;
+    const char* expected;  // empty: left as it was
+  } rows[] = {
+      // The join turns by 172 degrees.
+      {"M12 11L15 7L11 11", "M 12,11;L 15,7;M 15,7;L 11,11;"},
+      // 90 and 135 degrees: the stroker draws these well.
+      {"M0 0L10 0L10 10", ""},
+      {"M0 0L10 0L0 10", ""},
+      // An exact reversal folds cleanly and is left whole.
+      {"M0 0L10 0L0 0", ""},
+      // A closed subpath that breaks is written open, its closing line explicit.
+      {"M0 0L10 0L0 1Z", "M 0,0;L 10,0;M 10,0;L 0,1;L 0,0;"},
+      // The closing join alone turns back.
+      {"M0 0L10 1L10 0Z", "M 0,0;L 10,1;L 10,0;L 0,0;"},
+      // A cubic whose speed vanishes at t = 1/2, at (1, 1.5).
+      {"M0 0C2 2 0 2 2 0", "M 0,0;C 1,1 1,1.5 1,1.5;M 1,1.5;C 1,1.5 1,1 2,0;"},
+      // A quadratic folding back onto itself at t = 2/3.
+      {"M0 0Q10 0 5 0", "M 0,0;Q 6.6667,0 6.6667,0;M 6.6667,0;Q 6.6667,0 5,0;"},
+      // Smooth curves, and a control point on an end, stay whole.
+      {"M0 0C5 10 5 -10 10 0", ""},
+      {"M0 0C0 0 10 10 10 0Q20 0 20 10", ""},
+      // Zero-length pieces have no direction to turn back from.
+      {"M0 0L0 0L5 0L5 0Z", ""},
+      // Nor do pieces shorter than the least reach, 0.1 here.
+      {"M0 0L5 0L5.05 0L5 0L10 1", ""},
+      {"M0 0C2 2 0 2 2 0M0 0C0.1 0.1 0 0.1 0.1 0", "M 0,0;C 1,1 1,1.5 1,1.5;M 1,1.5;C 1,1.5 1,1 2,0;M 0,0;C 0.1,0.1 0,0.1 0.1,0;"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.data);
+    Path path;
+    ASSERT_TRUE(ParsePathData(row.data, 0.001, 100, &path));
+    std::string before = Describe(path);
+    bool changed = SplitRoundStroke(&path, 0.1);
+    EXPECT_EQ(changed, *row.expected != '\0');
+    EXPECT_EQ(changed ? DescribeRounded(path) : Describe(path), *row.expected ? row.expected : before);
+  }
+}
+
+TEST(SplitRoundStroke, NearCuspsBreakOnTheCurve) {
+  // The middle of a DNA helix icon: a cubic that runs out, back and out
+  // again along nearly one line, with two near-stops.
+  Path path;
+  ASSERT_TRUE(ParsePathData("M11.992 12.014C8.664 14.004 15.328 10.014 12 12", 0.001, 100, &path));
+  Segment whole = path.segments[1];
+  ASSERT_TRUE(SplitRoundStroke(&path, 0.1));
+  ASSERT_EQ(path.segments.size(), 6u);
+  Point from = {11.992, 12.014};
+  for (size_t i = 0; i < path.segments.size(); i += 2) {
+    ASSERT_EQ(path.segments[i].op, 'M');
+    ASSERT_EQ(path.segments[i + 1].op, 'C');
+    Point start = path.segments[i].p[0];
+    // Each piece starts where the last one ended, on the original curve.
+    EXPECT_NEAR(start.x, from.x, 1e-12);
+    EXPECT_NEAR(start.y, from.y, 1e-12);
+    bool onCurve = false;
+    for (int k = 0; k <= 10000 && !onCurve; ++k) {
+      Point q = CubicAt({11.992, 12.014}, whole, k / 10000.0);
+      onCurve = std::hypot(q.x - start.x, q.y - start.y) < 2e-3;
+    }
+    EXPECT_TRUE(onCurve);
+    from = EndOf(path.segments[i + 1]);
+  }
+  EXPECT_NEAR(from.x, 12, 1e-12);
+  EXPECT_NEAR(from.y, 12, 1e-12);
+}
+
 TEST(PathBounds, CurveExtremesNotControlPoints) {
   Path path;
   ASSERT_TRUE(ParsePathData("M0 0C0 4 4 4 4 0", 0.001, 100, &path));
