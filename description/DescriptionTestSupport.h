@@ -41,7 +41,11 @@ inline std::string Show(const Reference& value)
 inline std::string Show(const BinaryData& value)
 {
 	std::string text;
-	for (int32_t i = 0; i < value.size; i++) text += ((i == 0) ? "" : " ") + Show(value.data[i]);
+	for (int32_t i = 0; i < value.size; i++)
+	{
+		if (i != 0) text += ' ';
+		text += Show(value.data[i]);
+	}
 	return text;
 }
 

@@ -12,9 +12,17 @@ static std::string Dump(const Structure* structure)
 	std::string text;
 	for (const Structure* node = structure->GetFirstSubnode(); node; node = node->GetNextSubnode())
 	{
-		text += (text.empty() ? "" : " ") + CodeString(node->structureType);
-		if (!node->structureName.IsEmpty()) text += (node->globalNameFlag ? "$" : "%") + std::string(node->structureName.GetText());
-		text += "{" + Dump(node) + "}";
+		// Appended piece by piece: gcc 12 warns falsely on "x" + std::string&&.
+		if (!text.empty()) text += ' ';
+		text += CodeString(node->structureType);
+		if (!node->structureName.IsEmpty())
+		{
+			text += node->globalNameFlag ? '$' : '%';
+			text += node->structureName.GetText();
+		}
+		text += '{';
+		text += Dump(node);
+		text += '}';
 	}
 	return text;
 }

@@ -21,8 +21,16 @@ static std::string Items(const Structure* node)
 	if (!node || (node->structureType != List().structureType)) return "no such list";
 	const List* list = static_cast<const List*>(node);
 	std::string text;
-	for (const auto& value : list->data) text += Show(value) + "|";
-	for (uint32_t state : list->states) text += " S" + std::to_string(state);
+	for (const auto& value : list->data)
+	{
+		text += Show(value);
+		text += '|';
+	}
+	for (uint32_t state : list->states)
+	{
+		text += " S";
+		text += std::to_string(state);
+	}
 	return text;
 }
 
