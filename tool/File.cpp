@@ -22,7 +22,7 @@ static uint32_t ErrorCode(int error, uint32_t otherwise)
 	}
 }
 
-File::File() : handle(-1), openFlag(false), position(0)
+File::File() : handle(-1), openFlag(false), createFlag(false), position(0), length(0), staleLength(0)
 {
 }
 
@@ -38,7 +38,12 @@ uint32_t File::Open(const char* path, int32_t mode)
 	int flags;
 	if (mode == kFileModeRead) flags = O_RDONLY;
 	else if (mode == kFileModeReadWrite) flags = O_RDWR;
-	else if (mode == kFileModeCreate) flags = O_RDWR | O_CREAT | O_TRUNC;
+	// A file made anew is not truncated on opening but cut to what was
+	// written when it is closed (see Close): truncating a file to nothing
+	// makes some file systems free and discard its blocks at once and force
+	// the new data out on closing, which costs a rebuild that writes over
+	// its old outputs more than compiling an icon does.
+	else if (mode == kFileModeCreate) flags = O_RDWR | O_CREAT;
 	else return kFileOpenFailed;
 
 	// No lock is taken, so other processes may read the file meanwhile.
@@ -56,6 +61,10 @@ uint32_t File::Open(const char* path, int32_t mode)
 	handle = descriptor;
 	openFlag = true;
 	position = 0;
+	// Until it is closed a new file reads as holding only what was written.
+	createFlag = (mode == kFileModeCreate) && S_ISREG(status.st_mode);
+	length = 0;
+	staleLength = createFlag ? uint64_t(status.st_size) : 0;
 	return kFileOkay;
 }
 
@@ -63,6 +72,7 @@ void File::Close()
 {
 	if (openFlag)
 	{
+		if (createFlag && staleLength > length) (void)ftruncate(handle, off_t(length));
 		close(handle);
 		handle = -1;
 		openFlag = false;
@@ -72,6 +82,10 @@ void File::Close()
 uint32_t File::Read(void* buffer, uint32_t size)
 {
 	if (!openFlag) return kFileNotOpen;
+
+	// What lies past the end of a new file's writing is not its own.
+	uint32_t wanted = size;
+	if (createFlag) size = (position >= length) ? 0 : uint32_t((length - position < size) ? length - position : size);
 
 	char* bytes = static_cast<char*>(buffer);
 	uint32_t done = 0;
@@ -88,7 +102,7 @@ uint32_t File::Read(void* buffer, uint32_t size)
 		position += uint64_t(count);
 	}
 
-	return kFileOkay;
+	return (done == wanted) ? kFileOkay : kFileReadWriteFailed;
 }
 
 uint32_t File::Write(const void* buffer, uint32_t size)
@@ -108,6 +122,7 @@ uint32_t File::Write(const void* buffer, uint32_t size)
 		if (count == 0) return kFileReadWriteFailed;
 		done += uint32_t(count);
 		position += uint64_t(count);
+		if (position > length) length = position;
 	}
 
 	return kFileOkay;
@@ -116,6 +131,7 @@ uint32_t File::Write(const void* buffer, uint32_t size)
 uint64_t File::GetSize() const
 {
 	if (!openFlag) return 0;
+	if (createFlag) return length;
 
 	struct stat status;
 	if (fstat(handle, &status) != 0 || status.st_size < 0) return 0;
@@ -127,6 +143,8 @@ uint32_t File::SetSize(uint64_t size)
 	if (!openFlag) return kFileNotOpen;
 	if (size > uint64_t(INT64_MAX)) return kFileReadWriteFailed;
 	if (ftruncate(handle, off_t(size)) != 0) return ErrorCode(errno, kFileReadWriteFailed);
+	length = size;
+	if (staleLength > size) staleLength = size;
 	return kFileOkay;
 }
 

@@ -56,7 +56,13 @@ class File
 
 		int handle;
 		bool openFlag;
+		// A file opened to be made anew: `length` is the end of what was
+		// written or set, and `staleLength` what the file held before,
+		// which closing cuts back to `length`.
+		bool createFlag;
 		uint64_t position;
+		uint64_t length;
+		uint64_t staleLength;
 };
 
 uint32_t DeleteFile(const char* path);

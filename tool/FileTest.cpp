@@ -61,6 +61,49 @@ TEST(File, PositionsReadsWritesAndSizes)
 	EXPECT_EQ(rmdir(directory.c_str()), 0);
 }
 
+// A file made anew over an older one holds only what was written, both
+// while it is open and after it is closed, whether the new content is
+// shorter than the old, as long, longer, or nothing.
+TEST(File, CreatingOverAnOlderFileLeavesOnlyTheNewContent)
+{
+	std::string directory = ScratchDirectory();
+	ASSERT_FALSE(directory.empty());
+	std::string path = directory + "/album.vorp";
+	const std::string older = "0123456789";
+	for (const std::string written : {"", "abc", "abcdefghij", "abcdefghijklmnop"})
+	{
+		SCOPED_TRACE("\"" + written + "\"");
+		File file;
+		ASSERT_EQ(file.Open(path.c_str(), kFileModeCreate), uint32_t(kFileOkay));
+		ASSERT_EQ(file.Write(older.data(), uint32_t(older.size())), uint32_t(kFileOkay));
+		file.Close();
+
+		ASSERT_EQ(file.Open(path.c_str(), kFileModeCreate), uint32_t(kFileOkay));
+		EXPECT_EQ(file.GetSize(), 0u);
+		ASSERT_EQ(file.Write(written.data(), uint32_t(written.size())), uint32_t(kFileOkay));
+		EXPECT_EQ(file.GetSize(), written.size());
+		// The older bytes past the new end read as absent, from anywhere.
+		char buffer[32] = {};
+		ASSERT_EQ(file.SetPosition(0, 0), uint32_t(kFileOkay));
+		EXPECT_EQ(file.Read(buffer, uint32_t(written.size() + 1)), uint32_t(kFileReadWriteFailed));
+		ASSERT_EQ(file.SetPosition(0, 2), uint32_t(kFileOkay));
+		EXPECT_EQ(file.GetPosition(), written.size());
+		EXPECT_EQ(file.Read(buffer, 1), uint32_t(kFileReadWriteFailed));
+		file.Close();
+
+		ASSERT_EQ(file.Open(path.c_str(), kFileModeRead), uint32_t(kFileOkay));
+		ASSERT_EQ(file.GetSize(), written.size());
+		if (!written.empty())
+		{
+			ASSERT_EQ(file.Read(buffer, uint32_t(written.size())), uint32_t(kFileOkay));
+			EXPECT_EQ(std::string(buffer, written.size()), written);
+		}
+		file.Close();
+	}
+	EXPECT_EQ(DeleteFile(path.c_str()), uint32_t(kFileOkay));
+	EXPECT_EQ(rmdir(directory.c_str()), 0);
+}
+
 TEST(ListDirectory, RegularFilesInByteOrder)
 {
 	std::string directory = ScratchDirectory();
