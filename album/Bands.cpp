@@ -1,7 +1,9 @@
 #include "album/Bands.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "stroke/CurveTools.h"
 #include "stroke/QuadraticCurve.h"
@@ -113,11 +115,43 @@ static bool CurveInBand(const Box2D& exact, const Box2D& hull, bool vertical, fl
 
 // The band count of one direction with the shortest longest list. A candidate
 // wins only with a strictly shorter list, so ties keep the fewer bands.
-static int32_t ChooseDirection(int32_t count, const BandWorkspace* workspace, bool vertical, float boxMin, float boxSize, int32_t limit)
+//
+// A curve meets a band [low, high] when its exact maximum is not below low and
+// its minimum not above high. For a curve whose minimum is not above its
+// maximum, with low below high, that is: its minimum is not above high, less
+// the case that its maximum lies below low. So two sorted lists of edges count
+// a band in two searches instead of a pass over every curve; `lows` and
+// `highs` have room for `count` values. Curves that never count (they run
+// along the rays) are left out; any other curve whose edges are not a number
+// or out of order, and any band whose edges are not, is counted one by one.
+static int32_t ChooseDirection(int32_t count, const BandWorkspace* workspace, bool vertical, float boxMin, float boxSize, int32_t limit,
+	float* lows, float* highs)
 {
+	int32_t sorted = 0;
+	int32_t odd = 0;
+	for (int32_t i = 0; i < count; i++)
+	{
+		const Box2D& exact = workspace->exactBounds[i];
+		const Box2D& hull = workspace->hullBounds[i];
+		if (vertical ? (hull.xMin == hull.xMax) : (hull.yMin == hull.yMax)) continue;
+		float low = vertical ? exact.xMin : exact.yMin;
+		float high = vertical ? exact.xMax : exact.yMax;
+		if (low <= high)
+		{
+			lows[sorted] = low;
+			highs[sorted] = high;
+			sorted++;
+		}
+		else
+		{
+			odd++;
+		}
+	}
+	std::sort(lows, lows + sorted);
+	std::sort(highs, highs + sorted);
+
 	int32_t bestFigure = count;
 	int32_t bestCount = 1;
-
 	for (int32_t n : kBandCandidates)
 	{
 		if (n > limit) break;
@@ -129,9 +163,16 @@ static int32_t ChooseDirection(int32_t count, const BandWorkspace* workspace, bo
 			float low = float(b) * size + boxMin - kBandMargin;
 			float high = float(b + 1) * size + boxMin + kBandMargin;
 			int32_t inBand = 0;
-			for (int32_t i = 0; i < count; i++)
+			if ((low < high) && (odd == 0))
 			{
-				if (CurveInBand(workspace->exactBounds[i], workspace->hullBounds[i], vertical, low, high)) inBand++;
+				inBand = int32_t(std::upper_bound(lows, lows + sorted, high) - lows) - int32_t(std::lower_bound(highs, highs + sorted, low) - highs);
+			}
+			else
+			{
+				for (int32_t i = 0; i < count; i++)
+				{
+					if (CurveInBand(workspace->exactBounds[i], workspace->hullBounds[i], vertical, low, high)) inBand++;
+				}
 			}
 			if (inBand > figure) figure = inBand;
 		}
@@ -160,8 +201,9 @@ BandCounts ChooseBandCounts(int32_t count, const QuadraticCurve*, const Box2D& b
 	// Past the limit the per-curve boxes were never stored; the shape fails later.
 	if (!workspace->Reserve(count)) return result;
 
-	result.x = ChooseDirection(count, workspace, true, box.xMin, box.xMax - box.xMin, limit);
-	result.y = ChooseDirection(count, workspace, false, box.yMin, box.yMax - box.yMin, limit);
+	std::vector<float> edges(size_t(count) * 2);
+	result.x = ChooseDirection(count, workspace, true, box.xMin, box.xMax - box.xMin, limit, edges.data(), edges.data() + count);
+	result.y = ChooseDirection(count, workspace, false, box.yMin, box.yMax - box.yMin, limit, edges.data(), edges.data() + count);
 	return result;
 }
 

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <memory>
 #include <random>
+#include <string>
 #include <utility>
 
 #include "album/AlbumTestSupport.h"
@@ -118,6 +120,122 @@ TEST(ChooseBandCounts, CandidatesLimitsAndTies)
 		Box2D box = ComputeCurveBounds(count, curves.data(), workspace.get());
 		BandCounts counts = ChooseBandCounts(count, curves.data(), box, row.maxBandCount, workspace.get());
 		EXPECT_EQ(std::vector<int32_t>({counts.x, counts.y}), std::vector<int32_t>({row.x, row.y}));
+	}
+}
+
+// The choice made by counting every curve in every band, as plainly as it
+// can be put, against the library's on random shapes: coordinates on a grid
+// of band widths so that edges often fall on band edges and margins, with
+// lines along both axes, points, and some coordinates that are infinite or
+// not a number.
+static int32_t PlainChoice(const BandWorkspace& workspace, int32_t count, bool vertical, float boxMin, float boxSize, int32_t limit)
+{
+	int32_t bestFigure = count;
+	int32_t bestCount = 1;
+	for (int32_t n : {1, 2, 3, 4, 5, 6, 7, 8, 10, 12, 14, 16, 20, 24, 28, 32})
+	{
+		if (n > limit) break;
+		float size = (1.0f / float(n)) * boxSize;
+		int32_t figure = 0;
+		for (int32_t b = 0; b < n; b++)
+		{
+			float low = float(b) * size + boxMin - 0.0009765625f;
+			float high = float(b + 1) * size + boxMin + 0.0009765625f;
+			int32_t inBand = 0;
+			for (int32_t i = 0; i < count; i++)
+			{
+				const Box2D& e = workspace.exactBounds[i];
+				const Box2D& h = workspace.hullBounds[i];
+				bool along = vertical ? (h.xMin == h.xMax) : (h.yMin == h.yMax);
+				float least = vertical ? e.xMin : e.yMin;
+				float most = vertical ? e.xMax : e.yMax;
+				if (most >= low && high >= least && !along) inBand++;
+			}
+			figure = (inBand > figure) ? inBand : figure;
+		}
+		if (figure < bestFigure)
+		{
+			bestFigure = figure;
+			bestCount = n;
+		}
+	}
+	return bestCount;
+}
+
+TEST(ChooseBandCounts, AgreesWithCountingEveryCurve)
+{
+	std::mt19937 random(7);
+	const float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(), -0.0f};
+	for (int32_t round = 0; round < 3000; round++)
+	{
+		int32_t count = 1 + int32_t(random() % 60);
+		int32_t grid = 1 + int32_t(random() % 12);
+		std::vector<QuadraticCurve> curves;
+		// A diagonal frame holds the box at 0 to 4 on both axes, so that a
+		// coordinate can be put exactly on an edge of some band with its margin.
+		const int32_t tried[] = {1, 2, 3, 4, 5, 6, 7, 8, 10, 12, 14, 16, 20, 24, 28, 32};
+		auto coordinate = [&]() {
+			if (random() % 200 == 0) return odd[random() % 4];
+			if (random() % 3 == 0)
+			{
+				int32_t n = tried[random() % 16];
+				float b = float(random() % uint32_t(n + 1));
+				float size = (1.0f / float(n)) * 4.0f;
+				return (random() % 2) ? b * size - 0.0009765625f : b * size + 0.0009765625f;
+			}
+			return float(random() % uint32_t(grid * 4 + 1)) / float(grid);
+		};
+		curves.push_back(Line(0, 0, 4, 4));
+		for (int32_t i = 1; i < count; i++)
+		{
+			float x0 = coordinate(), y0 = coordinate(), x2 = coordinate(), y2 = coordinate();
+			switch (random() % 4)
+			{
+				case 0: curves.push_back(Line(x0, y0, x0, y2)); break;
+				case 1: curves.push_back(Line(x0, y0, x2, y0)); break;
+				default: curves.push_back(Curve(x0, y0, coordinate(), coordinate(), x2, y2)); break;
+			}
+		}
+		std::unique_ptr<BandWorkspace> workspace(new BandWorkspace());
+		Box2D box = ComputeCurveBounds(count, curves.data(), workspace.get());
+		// Box edges that are infinite make a first band whose edges are not
+		// a number, beside finite ones.
+		if (round % 50 == 0) box.xMin = odd[random() % 4];
+		if (round % 50 == 1) box.xMax = std::numeric_limits<float>::infinity();
+		int32_t limit = int32_t(random() % 34);
+		SCOPED_TRACE("round " + std::to_string(round));
+		BandCounts counts = ChooseBandCounts(count, curves.data(), box, limit, workspace.get());
+		int32_t clamped = (limit < 32) ? limit : 32;
+		if (clamped < 1)
+		{
+			EXPECT_EQ(std::vector<int32_t>({counts.x, counts.y}), std::vector<int32_t>({1, 1}));
+			continue;
+		}
+		EXPECT_EQ(counts.x, PlainChoice(*workspace, count, true, box.xMin, box.xMax - box.xMin, clamped));
+		EXPECT_EQ(counts.y, PlainChoice(*workspace, count, false, box.yMin, box.yMax - box.yMin, clamped));
+	}
+}
+
+// Two bands over 0 to 4 meet at 2 and overlap by the margin m: band 0 runs
+// to 2 + m, band 1 from 2 - m. A curve that starts exactly at 2 + m, or ends
+// exactly at 2 - m, belongs to both, which keeps two bands from winning.
+TEST(ChooseBandCounts, ACurveOnABandsOuterEdgeCountsInIt)
+{
+	const float m = 0.0009765625f;
+	const struct { const char* text; QuadraticCurve line; int32_t x; } rows[] = {
+		{"starts on band 0's upper edge", Line(2.0f + m, 0, 4, 0), 1},
+		{"ends on band 1's lower edge", Line(0, 0, 2.0f - m, 0), 1},
+		{"starts just past band 0", Line(std::nextafter(2.0f + m, 4.0f), 0, 4, 0), 2},
+	};
+	for (const auto& row : rows)
+	{
+		SCOPED_TRACE(row.text);
+		// The diagonal is in both bands, and the short line in one only.
+		bool left = row.line.p0.x > 1.0f;
+		std::vector<QuadraticCurve> curves = {Line(0, 0, 4, 4), left ? Line(0, 1, 1.5f, 1) : Line(2.5f, 1, 4, 1), row.line};
+		std::unique_ptr<BandWorkspace> workspace(new BandWorkspace());
+		Box2D box = ComputeCurveBounds(3, curves.data(), workspace.get());
+		EXPECT_EQ(ChooseBandCounts(3, curves.data(), box, 2, workspace.get()).x, row.x);
 	}
 }
 
