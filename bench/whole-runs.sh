@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Whole runs as a user pays for them: the median wall time of many `vorp -o`
 # processes on each icon given, against the same executable doing nothing
-# (no arguments: a usage error), measured alternately in the same run.
+# (no arguments: a usage error), measured alternately in the same run. Each
+# compile writes over the output of the one before, as a rebuild does.
 #   bench/whole-runs.sh VORP [RUNS] ICON.svg...
 set -euo pipefail
 vorp=$1 runs=${2:-200}
