@@ -184,6 +184,11 @@ struct PolygonSearch
 	double cornerX[kDirectionCount];
 	double cornerY[kDirectionCount];
 	double reach;
+	// During the quadrilateral search, where it is not 0: the price of the
+	// diagonals per unit of doubled area, from more than any distance
+	// between two vertices of a quadrilateral that can still cost less than
+	// the cut (see CannotWin), less a thousandth.
+	double quadPriceRate;
 	// The kept lines in double precision, for the bounds that sweep many.
 	double lineNx[kDirectionCount];
 	double lineNy[kDirectionCount];
@@ -992,12 +997,129 @@ static bool CandidateCannotWin(const PolygonSearch* search, int32_t sides, float
 	return double(area) + price >= double(search->cut);
 }
 
+// True when a candidate whose doubled area is at least `least` must cost at
+// least the cut.
+static bool LeastCostCannotWin(const PolygonSearch* search, double least)
+{
+	if (least >= 2.0 * double(search->cut)) return true;
+	return (search->quadPriceRate > 0.0) && (least > 0.0) && (least * (0.5 + search->quadPriceRate) >= double(search->cut));
+}
+
 // True when every candidate below the lines chosen so far, the last of them
-// `index` at `depth`, must have at least the best cost's area.
+// `index` at `depth`, must cost at least the cut: by its least area and, for
+// a quadrilateral, the least diagonal that area allows. A quadrilateral's
+// area is half the cross product of its diagonals, so no more than half
+// their product, and so its shorter diagonal is at least twice its area over
+// the longer one, which is no longer than the span.
 static bool CannotWin(PolygonSearch* search, int32_t depth, int32_t index)
 {
-	double least = search->outlineArea + search->pathExcess[depth] + search->completion[depth][index];
-	return least - search->margin >= 2.0 * double(search->cut);
+	double least = search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin;
+	return LeastCostCannotWin(search, least);
+}
+
+// The place in line i's row of the pair tables of the first line after it
+// at least `gap` angle steps on (cyclically), or the row's end.
+static int32_t FollowerAtGap(const PolygonSearch* search, int32_t i, int32_t gap)
+{
+	int32_t target = search->lines[i].angle + gap;
+	int32_t before = (target <= kAngleCount) ? search->firstAtAngle[target] - (i + 1) : search->lineCount - (i + 1) + search->firstAtAngle[target - kAngleCount];
+	int32_t offset = before + 1;
+	int32_t most = (kMostFollowers < search->lineCount) ? kMostFollowers : search->lineCount;
+	return (offset < most) ? offset : most;
+}
+
+// Sets `quadPriceRate` for the quadrilateral search, from a span of twice the
+// greatest distance from the kept polygon's mean corner to any meeting point
+// a quadrilateral that can still beat the cut may have. A meeting point whose
+// pair alone brings the least area to the cut, with every other pair at the
+// least excess of any, is left out: a quadrilateral with it cannot win
+// whatever its diagonal. Every later cut is lower still.
+//
+// Along a line, the meeting points with the lines after it move one way as
+// those turn further, and their pockets only grow; so those left in are the
+// first ones of the line's row, and the farthest of them from any point is
+// at an end of that run (distance along a line has no inner greatest).
+static void PrepareQuadSpan(PolygonSearch* search, int32_t leastGap)
+{
+	search->quadPriceRate = 0.0;
+	int32_t lineCount = search->lineCount;
+	if (!search->prune || !(search->cut < INFINITY) || !(search->edgeFactor > 0.0f)) return;
+
+	double centerX = 0.0;
+	double centerY = 0.0;
+	for (int32_t i = 0; i < lineCount; i++)
+	{
+		centerX += search->cornerX[i];
+		centerY += search->cornerY[i];
+	}
+	centerX /= double(lineCount);
+	centerY /= double(lineCount);
+
+	double leastExcess = 0.0;
+	for (int32_t i = 0; i < lineCount; i++) leastExcess = (search->leastFrom[i] < leastExcess) ? search->leastFrom[i] : leastExcess;
+	// Past a pocket this far above the limit, more than any rounding can
+	// move one, no later pocket of the row is below it.
+	double limit = 2.0 * double(search->cut) - search->outlineArea + search->margin - 3.0 * leastExcess;
+	double beyond = limit + 2.0 * search->margin;
+
+	double farthest = 0.0;
+	for (int32_t i = 0; i < lineCount; i++)
+	{
+		int32_t from = FollowerAtGap(search, i, leastGap);
+		int32_t to = FollowerAtGap(search, i, kGreatestGap + 1);
+		if (from >= to || !(search->excess[i][from] < beyond)) continue;
+		// The first place at least `beyond`, by halving.
+		int32_t low = from + 1;
+		int32_t high = to;
+		while (low < high)
+		{
+			int32_t middle = (low + high) / 2;
+			if (search->excess[i][middle] < beyond) low = middle + 1;
+			else high = middle;
+		}
+		const int32_t ends[2] = {from, low - 1};
+		for (int32_t offset : ends)
+		{
+			const Point2D& meet = search->meet[i][offset];
+			double dx = double(meet.x) - centerX;
+			double dy = double(meet.y) - centerY;
+			double squared = dx * dx + dy * dy;
+			if (!std::isfinite(squared)) return;
+			farthest = (squared > farthest) ? squared : farthest;
+		}
+	}
+	// Far more than the rounding of the distances and of the meeting points.
+	double span = 2.0 * std::sqrt(farthest) * (1.0 + 0x1p-16) + 0x1p-100;
+	double rate = double(kDiagonalPrice) * double(search->edgeFactor) * 0.999 / span;
+	if (std::isfinite(rate)) search->quadPriceRate = rate;
+}
+
+// The last line of a pruned search, from `start` on within the angles `low`
+// to `high`: each candidate is tried as ExtendCandidate tries it, after the
+// least cost of its pairs.
+static void CloseCandidates(PolygonSearch* search, const SearchBounds& bounds, int32_t start, int32_t low, int32_t high)
+{
+	if (low > high) return;
+	int32_t depth = bounds.sides - 1;
+	int32_t first = search->chosen[0];
+	int32_t previous = search->chosen[depth - 1];
+	double path = search->outlineArea + search->pathExcess[depth - 1] - search->margin;
+	const double* closing = search->completion[depth];
+	Point2D* v = search->vertices;
+	int32_t from = search->firstAtAngle[low];
+	for (int32_t index = (from > start) ? from : start; index < search->lineCount; index++)
+	{
+		if (search->lines[index].angle > high) break;
+		if (LeastCostCannotWin(search, path + Excess(search, previous, index) + closing[index])) continue;
+
+		search->chosen[depth] = index;
+		v[depth - 1] = Meet(search, previous, index);
+		search->crossSum[depth - 1] = search->crossSum[depth - 2] + CrossTerm(v[depth - 2], v[depth - 1]);
+		v[depth] = Meet(search, index, first);
+		float twiceArea = search->crossSum[depth - 1] + CrossTerm(v[depth - 1], v[depth]) + CrossTerm(v[depth], v[0]);
+		if (bounds.sides >= 4 && CandidateCannotWin(search, bounds.sides, twiceArea)) continue;
+		TryCandidate(search, bounds.sides, twiceArea);
+	}
 }
 
 // Chooses line number `depth` of the candidate among the kept lines from
@@ -1014,6 +1136,11 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		int32_t first = search->lines[search->chosen[0]].angle;
 		previous = search->chosen[depth - 1];
 		AngleWindow(bounds, depth, first, search->lines[previous].angle, &low, &high);
+	}
+	if (search->prune && depth == bounds.sides - 1)
+	{
+		CloseCandidates(search, bounds, start, low, high);
+		return;
 	}
 
 	for (int32_t index = start; index < search->lineCount; index++)
@@ -1316,6 +1443,7 @@ static uint16_t FindBoundingPolygon(int32_t groupCount, const int32_t* counts, c
 	search.bestSides = 0;
 	search.bestCode = 0;
 	search.pruning = pruning;
+	search.quadPriceRate = 0.0;
 
 	// A few near-regular candidates of the larger polygons first, for the
 	// cut that every search prunes against. Only a price that cannot lower
@@ -1342,7 +1470,9 @@ static uint16_t FindBoundingPolygon(int32_t groupCount, const int32_t* counts, c
 	// keeps their searches short.
 	// The quadrilateral's least gap is the least of the three searches.
 	PrepareSearch(&search, KeepLines(support, 2, kept), kQuadBounds.minGap);
+	PrepareQuadSpan(&search, kQuadBounds.minGap);
 	SearchPolygons(&search, kQuadBounds);
+	search.quadPriceRate = 0.0;
 	if (maxVertices >= 5) SearchPolygons(&search, kPentagonBounds);
 	if (maxVertices >= 6) SearchPolygons(&search, kHexagonBounds);
 

@@ -349,6 +349,25 @@ TEST(ComputeBoundingPolygon, PrunedSearchAgreesWithTryingEveryCandidate)
 		outlines.push_back({ClosedLines(regular)});
 	}
 
+	// More round outlines, turned and stretched, for the quadrilateral
+	// search: long enough that the price of the diagonals its area implies
+	// comes into play, with squares and near-squares of nearly equal cost.
+	size_t quadrilateralsOnly = outlines.size();
+	for (int k = 0; k < 24; k++)
+	{
+		double turn = 0.071 * k;
+		double stretch = 1.0 - 0.015 * (k % 8);
+		int pieces = 12 + 4 * (k % 3);
+		double step = 2.0 * M_PI / pieces;
+		auto at = [&](double a, double reach) {
+			double x = 0.5 * reach * std::cos(a), y = 0.5 * stretch * reach * std::sin(a);
+			return Point2D{float(0.5 + x * std::cos(turn) - y * std::sin(turn)), float(0.5 + x * std::sin(turn) + y * std::cos(turn))};
+		};
+		std::vector<QuadraticCurve> round;
+		for (int c = 0; c < pieces; c++) round.push_back({at(c * step, 1.0), at((c + 0.5) * step, 1.0 / std::cos(step / 2.0)), at((c + 1) * step, 1.0)});
+		outlines.push_back({round});
+	}
+
 	int compared = 0;
 	for (size_t o = 0; o < outlines.size(); o++)
 	{
@@ -357,7 +376,8 @@ TEST(ComputeBoundingPolygon, PrunedSearchAgreesWithTryingEveryCandidate)
 			// The hexagon search is the slow one to try whole; a share of
 			// the outlines is enough there.
 			if (limit == 6 && o % kHexagonEvery != 0 && o < everyLimit) continue;
-			for (float factor : {0.0f, 0.3f, 1.0f, 4.0f, 1000.0f})
+			if (limit > 4 && o >= quadrilateralsOnly) continue;
+			for (float factor : {0.0f, 0.3f, 1.0f, 4.0f, 20.0f, 1000.0f})
 			{
 				SCOPED_TRACE("outline " + std::to_string(o) + ", limit " + std::to_string(limit) + ", factor " + std::to_string(factor));
 				std::vector<int32_t> counts;
