@@ -491,7 +491,18 @@ uint32_t Decompress(const void* inputData, uint32_t inputSize, void* outputData,
 				uint32_t first = *in;
 				// Only literals of 1 to 32 and matches of 4 to 35: below 0xC0
 				// with the 0x20 bit clear.
-				if (((first + 0x40) & 0x120) != 0) break;
+				if (((first + 0x40) & 0x120) != 0)
+				{
+					if (first != 0x20) break;
+					// 33 to 288 literals, copied in blocks of 16 where both ends
+					// leave room for the last block.
+					size_t count = size_t(in[1]) + 33;
+					if ((count > size_t(inSafe - in) + 23) || (count > size_t(outSafe - out) + 57)) break;
+					for (size_t i = 0; i < count; i += 16) std::memcpy(out + i, in + 2 + i, 16);
+					in += count + 2;
+					out += count;
+					continue;
+				}
 				if (first < 0x20)
 				{
 					std::memcpy(out, in + 1, 16);
