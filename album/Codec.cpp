@@ -443,9 +443,12 @@ static inline void StoreWord(uint8_t* bytes, uint64_t value)
 
 // A match at a distance d under 8 repeats the d bytes behind it. Taken from
 // the word that ends there (shifted down by `drop` bits) and multiplied by
-// `spread`, they fill a word with copies, and from there the match goes on as
-// a copy from `period` back, the least multiple of d from 8 up. Index 8 stands
-// for every distance from 8: the word is the d bytes back as they are.
+// `spread`, whose set bytes lie d apart so no product carries, they fill a
+// word with copies; from there the match goes on as a copy from `period` back,
+// the least multiple of d from 8 up, whose words read only bytes already
+// written. Index 8 stands for every distance from 8: the word is the 8 bytes
+// d back as they are. One path for all distances spares the decoder a branch
+// that real images make hard to predict.
 struct Repeat
 {
 	uint64_t spread;
@@ -474,12 +477,12 @@ uint32_t Decompress(const void* inputData, uint32_t inputSize, void* outputData,
 
 	while (position < inputSize)
 	{
-		// Short tokens far from both ends, and 8 bytes into the output, take
-		// one path without a branch on the kind of token: every token copies 32
-		// literal bytes to `out` and a match's 16 to `out`, or for a literal
-		// 32 bytes further on, and the advances pick what the token is. Bytes
-		// past a token's own are overwritten by the tokens after it. Other
-		// tokens, and every token near an end, take the checked path below.
+		// Short tokens far from both ends, once 8 bytes are out, copy whole
+		// blocks, the bytes past a token's own to be overwritten by the tokens
+		// after it: 32 for literals, words of 8 for a match. The margins hold a
+		// literal token and the match after it, 36 bytes of stream and 72 of
+		// output. Every other token, and every token near an end, takes the
+		// checked path below.
 		const uint8_t* in = input + position;
 		uint8_t* out = output + written;
 		const uint8_t* inSafe = input + ((inputSize > 40) ? inputSize - 40 : 0);
