@@ -417,6 +417,57 @@ static inline void CopyMatch(uint8_t* destination, uint32_t length, uint32_t dis
 	for (uint32_t i = 0; i < length; i++) destination[i] = source[i];
 }
 
+// Whole words in little-endian order, so the shifts and products below
+// mean the same bytes on any machine.
+static inline uint64_t LoadWord(const uint8_t* bytes)
+{
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+	uint64_t value;
+	std::memcpy(&value, bytes, 8);
+	return value;
+#else
+	uint64_t value = 0;
+	for (int i = 7; i >= 0; i--) value = (value << 8) | bytes[i];
+	return value;
+#endif
+}
+
+static inline void StoreWord(uint8_t* bytes, uint64_t value)
+{
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+	std::memcpy(bytes, &value, 8);
+#else
+	for (int i = 0; i < 8; i++) bytes[i] = uint8_t(value >> (8 * i));
+#endif
+}
+
+// A match at a distance d under 8 repeats the d bytes behind it. Taken from
+// the word that ends there (shifted down by `drop` bits) and multiplied by
+// `spread`, whose set bytes lie d apart so no product carries, they fill a
+// word with copies; from there the match goes on as a copy from `period` back,
+// the least multiple of d from 8 up, whose words read only bytes already
+// written. Index 8 stands for every distance from 8: the word is the 8 bytes
+// d back as they are. One path for all distances spares the decoder a branch
+// that real images make hard to predict.
+struct Repeat
+{
+	uint64_t spread;
+	uint8_t drop;
+	uint8_t extra;
+};
+
+static constexpr Repeat kRepeats[9] = {
+	{0, 0, 0},
+	{0x0101010101010101u, 56, 7},
+	{0x0001000100010001u, 48, 6},
+	{0x0001000001000001u, 40, 6},
+	{0x0000000100000001u, 32, 4},
+	{0x0000010000000001u, 24, 5},
+	{0x0001000000000001u, 16, 6},
+	{0x0100000000000001u, 8, 7},
+	{1, 0, 0},
+};
+
 uint32_t Decompress(const void* inputData, uint32_t inputSize, void* outputData, uint32_t outputSize)
 {
 	const uint8_t* input = static_cast<const uint8_t*>(inputData);
@@ -426,50 +477,63 @@ uint32_t Decompress(const void* inputData, uint32_t inputSize, void* outputData,
 
 	while (position < inputSize)
 	{
-		// Short tokens far from both ends copy whole blocks, the bytes past
-		// a token's own to be overwritten by the tokens after it: 32 for
-		// literals, 16 at a time for a match. Any other token, and every
-		// token near an end, takes the checked path below.
+		// Short tokens far from both ends, once 8 bytes are out, copy whole
+		// blocks, the bytes past a token's own to be overwritten by the tokens
+		// after it: 32 for literals, words of 8 for a match. The margins hold a
+		// literal token and the match after it, 36 bytes of stream and 72 of
+		// output. Every other token, and every token near an end, takes the
+		// checked path below.
 		const uint8_t* in = input + position;
 		uint8_t* out = output + written;
 		const uint8_t* inSafe = input + ((inputSize > 40) ? inputSize - 40 : 0);
-		uint8_t* outSafe = output + ((outputSize > 64) ? outputSize - 64 : 0);
-		while ((in < inSafe) && (out < outSafe))
+		uint8_t* outSafe = output + ((outputSize > 72) ? outputSize - 72 : 0);
+		if (written >= 8)
 		{
-			uint32_t first = *in;
-			if (first < 0x20)
+			while ((in < inSafe) && (out < outSafe))
 			{
-				std::memcpy(out, in + 1, 32);
-				in += first + 2;
-				out += first + 1;
-				continue;
+				uint32_t first = *in;
+				// Only literals of 1 to 32 and matches of 4 to 35: below 0xC0
+				// with the 0x20 bit clear.
+				if (((first + 0x40) & 0x120) != 0)
+				{
+					if (first != 0x20) break;
+					// 33 to 288 literals, copied in blocks of 16 where both ends
+					// leave room for the last block.
+					size_t count = size_t(in[1]) + 33;
+					if ((count > size_t(inSafe - in) + 23) || (count > size_t(outSafe - out) + 57)) break;
+					for (size_t i = 0; i < count; i += 16) std::memcpy(out + i, in + 2 + i, 16);
+					in += count + 2;
+					out += count;
+					continue;
+				}
+				if (first < 0x20)
+				{
+					std::memcpy(out, in + 1, 16);
+					std::memcpy(out + 16, in + 17, 16);
+					in += first + 2;
+					out += first + 1;
+					// The encoder follows literals with a match, and the
+					// margins leave room for one: straight on to it.
+					first = *in;
+					if (((first + 0x40) & 0x120) != 0 || (first < 0x20)) continue;
+				}
+				size_t wide = first >> 7;
+				size_t distance = ((size_t(in[1]) << (8 * wide)) | (in[2] & (0 - wide))) + 1;
+				if (distance > size_t(out - output)) return 'DIST';
+				const Repeat& repeat = kRepeats[(distance < 8) ? distance : 8];
+				size_t back = (distance > 8) ? distance : 8;
+				uint64_t word = (LoadWord(out - back) >> repeat.drop) * repeat.spread;
+				size_t period = distance + repeat.extra;
+				StoreWord(out, word);
+				StoreWord(out + 8, LoadWord(out + 8 - period));
+				size_t length = (first & 0x1F) + 4;
+				if (length > 16)
+				{
+					for (size_t i = 16; i < length; i += 8) StoreWord(out + i, LoadWord(out + i - period));
+				}
+				in += wide + 2;
+				out += length;
 			}
-			uint32_t family = first & 0xE0;
-			if ((family != 0x40) && (family != 0x80)) break;
-			uint32_t length = (first & 0x1F) + 4;
-			// The 0x80 family takes a second distance byte. Which family comes
-			// next is as good as random, so the choice is made without a branch.
-			size_t wide = first >> 7;
-			size_t distance = ((size_t(in[1]) << (8 * wide)) | (in[2] & (0 - wide))) + 1;
-			in += wide;
-			if (distance > size_t(out - output)) return 'DIST';
-			in += 2;
-			if (distance >= 16)
-			{
-				// Each block reads only bytes already written.
-				std::memcpy(out, out - distance, 16);
-				std::memcpy(out + 16, out + 16 - distance, 16);
-				if (length > 32) std::memcpy(out + 32, out + 32 - distance, 16);
-			}
-			else if (distance >= 8)
-			{
-				for (uint32_t i = 0; i < length; i += 8) std::memcpy(out + i, out + i - distance, 8);
-			}
-			else
-			{
-				CopyMatch(out, length, uint32_t(distance));
-			}
-			out += length;
 		}
 		position = uint32_t(in - input);
 		written = uint32_t(out - output);

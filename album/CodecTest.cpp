@@ -288,6 +288,177 @@ TEST(Decompress, TruncatedAndDamagedStreamsFailCleanly)
 	EXPECT_GE(failures, 800);
 }
 
+// The decoder as the token table reads, one byte at a time, with its checks
+// in the same order. The real decoder must agree on every stream: the same
+// code, and on success the same bytes.
+static uint32_t PlainDecompress(const Bytes& input, Bytes* output)
+{
+	size_t position = 0, written = 0;
+	auto number = [&](size_t count, size_t* value)
+	{
+		if (input.size() - position < count) return false;
+		*value = count == 1 ? input[position] : (size_t(input[position]) << 8) | input[position + 1];
+		position += count;
+		return true;
+	};
+	while (position < input.size())
+	{
+		size_t first = input[position++], low = first & 0x1F, value = 0;
+		if (first >= 0xC0) break;
+		size_t count = low + (first < 0x40 ? 1 : 4);
+		if (first & 0x20)
+		{
+			if (!number(low == 0 ? 1 : 2, &value)) return 'TRNC';
+			count = value + (low == 0 ? 33 : 289) + (first < 0x40 ? 0 : 3);
+		}
+		if (first < 0x40)
+		{
+			if (input.size() - position < count) return 'TRNC';
+			if (output->size() - written < count) return 'OVFL';
+			for (size_t i = 0; i < count; i++) (*output)[written++] = input[position++];
+			continue;
+		}
+		if (!number(first & 0x80 ? 2 : 1, &value)) return 'TRNC';
+		if (value + 1 > written) return 'DIST';
+		if (output->size() - written < count) return 'OVFL';
+		for (size_t i = 0; i < count; i++, written++) (*output)[written] = (*output)[written - value - 1];
+	}
+	return written == output->size() ? 0 : 'SHRT';
+}
+
+// Writes tokens of any family, including forms longer than needed, so a
+// stream reaches every decoder path.
+struct StreamWriter
+{
+	Bytes stream;
+	size_t decoded = 0;
+
+	void Literals(const Bytes& bytes, int form)
+	{
+		size_t n = bytes.size();
+		if (form == 0) stream.push_back(uint8_t(n - 1));
+		else if (form == 1) stream.insert(stream.end(), {0x20, uint8_t(n - 33)});
+		else stream.insert(stream.end(), {uint8_t(0x21 + (n & 0x1E)), uint8_t((n - 289) >> 8), uint8_t(n - 289)});
+		stream.insert(stream.end(), bytes.begin(), bytes.end());
+		decoded += n;
+	}
+	void Match(size_t length, size_t distance, int form, bool wide)
+	{
+		uint8_t family = wide ? 0x80 : 0x40;
+		if (form == 0) stream.push_back(uint8_t(family | (length - 4)));
+		else if (form == 1) stream.insert(stream.end(), {uint8_t(family | 0x20), uint8_t(length - 36)});
+		else stream.insert(stream.end(), {uint8_t(family | 0x21 | (length & 0x1E)), uint8_t((length - 292) >> 8), uint8_t(length - 292)});
+		if (wide) stream.push_back(uint8_t((distance - 1) >> 8));
+		stream.push_back(uint8_t(distance - 1));
+		decoded += length;
+	}
+};
+
+// Valid streams of random tokens: short literals and matches mostly, at
+// distances that mix the short periods with the far ones, and now and then a
+// token in a longer family.
+static Bytes RandomStream(size_t outputSize, uint32_t seed)
+{
+	std::mt19937 random(seed);
+	StreamWriter writer;
+	const size_t distances[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 12, 15, 16, 17, 24, 31, 32, 33, 40, 64, 255, 256, 257, 1000, 40000, 65536};
+	while (writer.decoded < outputSize)
+	{
+		size_t left = outputSize - writer.decoded;
+		int form = random() % 8 == 0 ? 1 + int(random() % 2) : 0;
+		if (writer.decoded == 0 || random() % 3 == 0)
+		{
+			size_t n = form == 0 ? 1 + random() % 32 : form == 1 ? 33 + random() % 256 : 289 + random() % 400;
+			Bytes bytes;
+			for (size_t i = 0; i < std::min(n, left); i++) bytes.push_back(uint8_t(random() % 4));
+			if (bytes.size() < 33) form = 0;
+			else if (bytes.size() < 289) form = std::min(form, 1);
+			writer.Literals(bytes, form);
+			continue;
+		}
+		size_t distance = std::min(distances[random() % std::size(distances)], writer.decoded);
+		size_t length = form == 0 ? 4 + random() % 32 : form == 1 ? 36 + random() % 256 : 292 + random() % 400;
+		if (length > left) continue;
+		writer.Match(length, distance, form, distance > 256 || random() % 4 == 0);
+	}
+	return writer.stream;
+}
+
+// Checks the decoder against the plain one on `stream`, decoding into
+// `outputSize` bytes.
+static void ExpectSameDecoding(const Bytes& stream, size_t outputSize, const std::string& text)
+{
+	Bytes expected(outputSize), output(outputSize);
+	uint32_t expectedCode = PlainDecompress(stream, &expected);
+	uint32_t code = Unpack(stream, stream.size(), &output);
+	EXPECT_EQ(CodeString(code), CodeString(expectedCode)) << text;
+	EXPECT_TRUE(code != 0 || output == expected) << text;
+}
+
+TEST(Decompress, EveryShortDistanceAndLengthAsThePlainDecoder)
+{
+	// Each match of 4 to 40 bytes at each distance of 1 to 24, between
+	// literals of 1 to 3 bytes, so the copies' periods and their ends meet
+	// every alignment. Repeated at the end of the output, where the decoder
+	// leaves its fast path.
+	std::mt19937 random(3);
+	StreamWriter writer;
+	writer.Literals(MatchFreeBytes(24, 9), 0);
+	for (size_t distance = 1; distance <= 24; distance++)
+	{
+		for (size_t length = 4; length <= 40; length++)
+		{
+			writer.Match(length, distance, length <= 35 ? 0 : 1, distance % 2 == 0);
+			Bytes bytes;
+			for (size_t i = random() % 3; i < 3; i++) bytes.push_back(uint8_t(random()));
+			writer.Literals(bytes, 0);
+		}
+	}
+	for (size_t tail = 0; tail <= 80; tail += 8)
+	{
+		StreamWriter ending = writer;
+		ending.Literals(MatchFreeBytes(tail + 1, 5), tail < 32 ? 0 : 1);
+		ending.Match(4 + tail % 32, 1 + tail % 20, 0, false);
+		ExpectSameDecoding(ending.stream, ending.decoded, "tail " + std::to_string(tail));
+	}
+	// 32 literals and a 35-byte match that ends from 10 bytes inside the
+	// output to 10 past it, with more of the stream behind: the copies' spare
+	// bytes must stay inside.
+	StreamWriter ending = writer;
+	ending.Literals(MatchFreeBytes(32, 6), 0);
+	size_t start = ending.decoded;
+	ending.Match(35, 12, 0, false);
+	ending.Literals(MatchFreeBytes(64, 7), 1);
+	for (size_t room = 25; room <= 45; room++) ExpectSameDecoding(ending.stream, start + room, "room " + std::to_string(room));
+}
+
+TEST(Decompress, RandomStreamsAsThePlainDecoder)
+{
+	std::mt19937 random(11);
+	for (size_t size : {1, 7, 8, 9, 40, 72, 73, 100, 300, 1000, 5000, 70000})
+	{
+		for (uint32_t seed = 0; seed < 6; seed++)
+		{
+			std::string text = "output " + std::to_string(size) + ", seed " + std::to_string(seed);
+			Bytes stream = RandomStream(size, uint32_t(size) * 7 + seed);
+			ExpectSameDecoding(stream, size, text);
+			// Room for less or more than the stream holds.
+			ExpectSameDecoding(stream, size - 1, text + ", one byte short");
+			ExpectSameDecoding(stream, size + 1, text + ", one byte over");
+			// Cut anywhere, or damaged in a few bytes: the same code, and
+			// never a stray read or write (the unpacker's guards watch).
+			for (int trial = 0; trial < 20; trial++)
+			{
+				Bytes cut(stream.begin(), stream.begin() + long(random() % (stream.size() + 1)));
+				ExpectSameDecoding(cut, size, text + ", cut to " + std::to_string(cut.size()));
+				Bytes damaged = stream;
+				for (int i = 0; i <= trial % 3; i++) damaged[random() % damaged.size()] ^= uint8_t(1 + random() % 255);
+				ExpectSameDecoding(damaged, size, text + ", damaged");
+			}
+		}
+	}
+}
+
 // The coder as its rules read, one step at a time: a node for each window
 // slot on doubly linked chains of 12-bit hashes, newest first, a walk of at
 // most 256 nodes, and tokens in their shortest forms. The real coder must
