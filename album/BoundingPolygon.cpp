@@ -52,7 +52,7 @@ constexpr int32_t kAngleCount = 256;
 
 // (cos a, sin a) for a = 2 pi k / 128, k = 0 to 63, nearest floats. The
 // other half of the circle is the negation, exactly.
-static const float kDirections[kHalfDirectionCount][2] =
+static constexpr float kDirections[kHalfDirectionCount][2] =
 {
 	{1.0f, 0.0f}, {0.99879545f, 0.0490676761f}, {0.99518472f, 0.0980171412f}, {0.989176512f, 0.146730468f},
 	{0.980785251f, 0.195090324f}, {0.970031261f, 0.242980182f}, {0.956940353f, 0.290284663f}, {0.941544056f, 0.336889863f},
@@ -71,6 +71,24 @@ static const float kDirections[kHalfDirectionCount][2] =
 	{-0.923879504f, 0.382683426f}, {-0.941544056f, 0.336889863f}, {-0.956940353f, 0.290284663f}, {-0.970031261f, 0.242980182f},
 	{-0.980785251f, 0.195090324f}, {-0.989176512f, 0.146730468f}, {-0.99518472f, 0.0980171412f}, {-0.99879545f, 0.0490676761f}
 };
+
+// The same directions as two lists, for the support loop.
+struct DirectionLists
+{
+	float x[kHalfDirectionCount];
+	float y[kHalfDirectionCount];
+	constexpr DirectionLists() : x(), y()
+	{
+		for (int32_t k = 0; k < kHalfDirectionCount; k++)
+		{
+			x[k] = kDirections[k][0];
+			y[k] = kDirections[k][1];
+		}
+	}
+};
+static constexpr DirectionLists kDirectionLists;
+static constexpr const float* kDirectionX = kDirectionLists.x;
+static constexpr const float* kDirectionY = kDirectionLists.y;
 
 // A tangent line: every curve lies where x nx + y ny <= distance. `angle`
 // is its direction in 1/256 of a turn.
@@ -271,28 +289,26 @@ static void ComputeSupport(int32_t groupCount, const int32_t* counts, const Quad
 		for (int32_t i = 0; i < count; i++)
 		{
 			const QuadraticCurve& curve = curves[i];
+			// Written without branches, so that compilers can take several
+			// directions at once; every lane does the same float operations
+			// in the same order, so the values are the same bits. A turning
+			// value worked where there is none (its t out of range, or no
+			// curvature to divide by) is computed and then not taken.
 			for (int32_t k = 0; k < kHalfDirectionCount; k++)
 			{
-				float nx = kDirections[k][0];
-				float ny = kDirections[k][1];
+				float nx = kDirectionX[k];
+				float ny = kDirectionY[k];
 				float q0 = curve.p0.x * nx + curve.p0.y * ny;
 				float q1 = curve.p1.x * nx + curve.p1.y * ny;
 				float q2 = curve.p2.x * nx + curve.p2.y * ny;
 
-				float high = q0;
-				float low = q0;
 				float d = q0 - (q1 + q1) + q2;
-				if (std::fabs(d) > kMinNormal)
-				{
-					float t = (q0 - q1) / d;
-					if (t > 0.0f && t < 1.0f)
-					{
-						float u = 1.0f - t;
-						float value = u * u * q0 + (u * t + u * t) * q1 + t * t * q2;
-						if (value > high) high = value;
-						if (value < low) low = value;
-					}
-				}
+				float t = (q0 - q1) / d;
+				float u = 1.0f - t;
+				float value = u * u * q0 + (u * t + u * t) * q1 + t * t * q2;
+				bool turns = (std::fabs(d) > kMinNormal) & (t > 0.0f) & (t < 1.0f);
+				float high = (turns & (value > q0)) ? value : q0;
+				float low = (turns & (value < q0)) ? value : q0;
 
 				support[k] = Greatest(support[k], high);
 				support[k + kHalfDirectionCount] = Greatest(support[k + kHalfDirectionCount], -low);
