@@ -13,10 +13,7 @@
 #include "support/FloatMode.h"
 #include "tool/AlbumLoad.h"
 #include "tool/File.h"
-
-
-constexpr int32_t kDefaultSize = 256;
-constexpr int32_t kMaxSize = 16384;
+#include "tool/ImageToolOptions.h"
 
 // The whole image is held as bytes before it is written; beyond this the PNG
 // would pass its own limit anyway.
@@ -26,21 +23,6 @@ static int Fail(const char* text)
 {
 	std::printf("Error: %s\n", text);
 	return 1;
-}
-
-// Reads a decimal number up to `limit`; false on anything else.
-static bool ReadNumber(const char* text, uint32_t limit, uint32_t* value)
-{
-	uint64_t result = 0;
-	if (*text == 0) return false;
-	for (; *text != 0; text++)
-	{
-		if (*text < '0' || *text > '9') return false;
-		result = result * 10 + uint64_t(*text - '0');
-		if (result > limit) return false;
-	}
-	*value = uint32_t(result);
-	return true;
 }
 
 // The vertex colour an entry is drawn in: in a picture album the colour of the
@@ -211,48 +193,17 @@ int main(int argc, char** argv)
 	// Album values are read and drawn in the floating-point mode they were made in.
 	SetFlushToZero();
 
-	const char* path = nullptr;
-	const char* outputPath = nullptr;
-	uint32_t size = kDefaultSize;
-	bool allEntries = true;
-	uint32_t entryIndex = 0;
+	ImageToolOptions options;
 	bool premultiplied = false;
+	const char* error = nullptr;
 	for (int i = 1; i < argc; i++)
 	{
-		if (std::strcmp(argv[i], "-o") == 0)
-		{
-			if (i + 1 >= argc) return Fail("-o needs a file name.");
-			outputPath = argv[++i];
-		}
-		else if (std::strcmp(argv[i], "--size") == 0)
-		{
-			if (i + 1 >= argc || !ReadNumber(argv[i + 1], kMaxSize, &size) || size == 0) return Fail("--size needs a number from 1 to 16384.");
-			i++;
-		}
-		else if (std::strcmp(argv[i], "--entry") == 0)
-		{
-			if (i + 1 >= argc || !ReadNumber(argv[i + 1], 0xFFFFFFFFu, &entryIndex)) return Fail("--entry needs an entry index.");
-			allEntries = false;
-			i++;
-		}
-		else if (std::strcmp(argv[i], "--premultiplied") == 0)
-		{
-			premultiplied = true;
-		}
-		else if (argv[i][0] == '-' && argv[i][1] != 0)
-		{
-			return Fail("Unknown option.");
-		}
-		else if (path == nullptr)
-		{
-			path = argv[i];
-		}
-		else
-		{
-			return Fail("More than one album file given.");
-		}
+		ToolArgument taken = ReadImageToolOption(argc, argv, &i, &options, &error);
+		if (taken == ToolArgument::kBad) return Fail(error);
+		if (taken == ToolArgument::kTaken) continue;
+		if (std::strcmp(argv[i], "--premultiplied") == 0) premultiplied = true;
+		else if (!ReadImageToolOperand(argv[i], &options, &error)) return Fail(error);
 	}
-	if (!path) return Fail("No album file given.");
-	if (!outputPath) return Fail("No output file given.");
-	return Render(path, outputPath, int32_t(size), allEntries, entryIndex, premultiplied);
+	if (!CheckImageToolOptions(options, &error)) return Fail(error);
+	return Render(options.path, options.outputPath, int32_t(options.size), options.allEntries, options.entryIndex, premultiplied);
 }

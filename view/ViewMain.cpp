@@ -8,10 +8,8 @@
 #include "album/Renderer.h"
 #include "host/AlbumHost.h"
 #include "support/FloatMode.h"
+#include "tool/ImageToolOptions.h"
 #include "view/GlRenderer.h"
-
-constexpr uint32_t kDefaultSize = 256;
-constexpr uint32_t kMaxSize = 16384;
 
 // Larger than any album the compiler can write.
 constexpr long kMaxAlbumFileSize = 0x40000000;
@@ -20,20 +18,6 @@ static int Fail(const std::string& text)
 {
 	std::printf("Error: %s\n", text.c_str());
 	return 1;
-}
-
-static bool ReadNumber(const char* text, uint32_t limit, uint32_t* value)
-{
-	uint64_t result = 0;
-	if (*text == 0) return false;
-	for (; *text != 0; text++)
-	{
-		if (*text < '0' || *text > '9') return false;
-		result = result * 10 + uint64_t(*text - '0');
-		if (result > limit) return false;
-	}
-	*value = uint32_t(result);
-	return true;
 }
 
 static bool ReadFile(const char* path, std::vector<uint8_t>* bytes)
@@ -128,35 +112,19 @@ static int View(const char* path, const char* outputPath, int32_t size, bool all
 int main(int argc, char** argv)
 {
 	SetFlushToZero();
-	const char* path = nullptr;
-	const char* outputPath = nullptr;
-	uint32_t size = kDefaultSize;
-	bool allEntries = true;
-	uint32_t entryIndex = 0;
+	ImageToolOptions options;
 	int64_t pictureIndex = -1;
 	GlSwitches switches;
+	const char* error = nullptr;
 	for (int i = 1; i < argc; i++)
 	{
-		if (std::strcmp(argv[i], "-o") == 0)
-		{
-			if (i + 1 >= argc) return Fail("-o needs a file name.");
-			outputPath = argv[++i];
-		}
-		else if (std::strcmp(argv[i], "--size") == 0)
-		{
-			if (i + 1 >= argc || !ReadNumber(argv[i + 1], kMaxSize, &size) || size == 0) return Fail("--size needs a number from 1 to 16384.");
-			i++;
-		}
-		else if (std::strcmp(argv[i], "--entry") == 0)
-		{
-			if (i + 1 >= argc || !ReadNumber(argv[i + 1], 0xFFFFFFFFu, &entryIndex)) return Fail("--entry needs an entry index.");
-			allEntries = false;
-			i++;
-		}
-		else if (std::strcmp(argv[i], "--picture") == 0)
+		ToolArgument taken = ReadImageToolOption(argc, argv, &i, &options, &error);
+		if (taken == ToolArgument::kBad) return Fail(error);
+		if (taken == ToolArgument::kTaken) continue;
+		if (std::strcmp(argv[i], "--picture") == 0)
 		{
 			uint32_t value = 0;
-			if (i + 1 >= argc || !ReadNumber(argv[i + 1], 0x7FFFFFFFu, &value)) return Fail("--picture needs a picture index.");
+			if (i + 1 >= argc || !ReadToolNumber(argv[i + 1], 0x7FFFFFFFu, &value)) return Fail("--picture needs a picture index.");
 			pictureIndex = value;
 			i++;
 		}
@@ -165,11 +133,8 @@ int main(int argc, char** argv)
 		else if (std::strcmp(argv[i], "--super") == 0) switches.superSample = true;
 		else if (std::strcmp(argv[i], "--no-linear") == 0) switches.linear = false;
 		else if (std::strcmp(argv[i], "--lop3") == 0) switches.lop3 = true;
-		else if (argv[i][0] == '-' && argv[i][1] != 0) return Fail("Unknown option.");
-		else if (path == nullptr) path = argv[i];
-		else return Fail("More than one album file given.");
+		else if (!ReadImageToolOperand(argv[i], &options, &error)) return Fail(error);
 	}
-	if (!path) return Fail("No album file given.");
-	if (!outputPath) return Fail("No output file given.");
-	return View(path, outputPath, int32_t(size), allEntries, entryIndex, pictureIndex, switches);
+	if (!CheckImageToolOptions(options, &error)) return Fail(error);
+	return View(options.path, options.outputPath, int32_t(options.size), options.allEntries, options.entryIndex, pictureIndex, switches);
 }
