@@ -207,6 +207,9 @@ struct PolygonSearch
 	// between two vertices of a quadrilateral that can still cost less than
 	// the cut (see CannotWin), less a thousandth.
 	double quadPriceRate;
+	// During the pentagon and hexagon searches: the price of the least
+	// diagonals per square root of the area (see PentagonAndHexagonRootPrice).
+	double rootPrice;
 	// The kept lines in double precision, for the bounds that sweep many.
 	double lineNx[kDirectionCount];
 	double lineNy[kDirectionCount];
@@ -1018,7 +1021,34 @@ static bool CandidateCannotWin(const PolygonSearch* search, int32_t sides, float
 static bool LeastCostCannotWin(const PolygonSearch* search, double least)
 {
 	if (least >= 2.0 * double(search->cut)) return true;
-	return (search->quadPriceRate > 0.0) && (least > 0.0) && (least * (0.5 + search->quadPriceRate) >= double(search->cut));
+	if (!(least > 0.0)) return false;
+	if (search->quadPriceRate > 0.0) return least * (0.5 + search->quadPriceRate) >= double(search->cut);
+	if (search->rootPrice > 0.0) return least * 0.5 + search->rootPrice * std::sqrt(least * 0.5) >= double(search->cut);
+	return false;
+}
+
+// The least price of a pentagon's or hexagon's diagonals, per square root of
+// its area. Each triangulation priced is a fan from one vertex, or for the
+// hexagon also the triangle of every other vertex. In a fan, the two end
+// triangles have a diagonal for base and a vertex of the polygon for apex,
+// whose angle is a half turn less the turn g between its lines: such a
+// triangle holds at most base squared times tan(g / 2) / 4 (at most when it
+// is isosceles). A triangle between two diagonals holds at most half their
+// product. With the diagonals adding up to D, that leaves an area of at most
+// D squared times tan(g / 2) / 4 for the pentagon, whose lines turn at most
+// 80 steps (tan 56.25 degrees < 1.5), and D squared / 4 for the hexagon (64
+// steps, tan 45 degrees = 1); the hexagon's triangle of diagonals, at most
+// D squared times 3^(1/2) / 36, and its three end triangles, together at
+// most D squared / 8, hold less. So D is at least 2 (area / t)^(1/2). The
+// turns are taken a thousandth larger and the price a thousandth smaller, far
+// more than the candidate's float vertices and sums can stray.
+static double PentagonAndHexagonRootPrice(const PolygonSearch* search, int32_t sides)
+{
+	if (!search->prune || !(search->edgeFactor > 0.0f)) return 0.0;
+	double turn = (sides == 5) ? 1.5 : (sides == 6) ? 1.0 : 0.0;
+	if (turn == 0.0) return 0.0;
+	double price = double(kDiagonalPrice) * double(search->edgeFactor) * 0.999 * 2.0 / std::sqrt(turn * 1.001);
+	return std::isfinite(price) ? price : 0.0;
 }
 
 // True when every candidate below the lines chosen so far, the last of them
@@ -1355,7 +1385,9 @@ static bool TrianglesCannotWin(PolygonSearch* search)
 static void SearchPolygons(PolygonSearch* search, const SearchBounds& bounds)
 {
 	if (search->lineCount < bounds.sides) return;
+	search->rootPrice = PentagonAndHexagonRootPrice(search, bounds.sides);
 	ExtendCandidate(search, bounds, 0, 0);
+	search->rootPrice = 0.0;
 }
 
 static void StoreVertices(const Point2D* vertices, int32_t count, uint16_t* outVertices)
@@ -1460,6 +1492,7 @@ static uint16_t FindBoundingPolygon(int32_t groupCount, const int32_t* counts, c
 	search.bestCode = 0;
 	search.pruning = pruning;
 	search.quadPriceRate = 0.0;
+	search.rootPrice = 0.0;
 
 	// A few near-regular candidates of the larger polygons first, for the
 	// cut that every search prunes against. Only a price that cannot lower
