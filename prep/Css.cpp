@@ -364,11 +364,10 @@ static double Clamp(double value, double low, double high) {
   return std::min(std::max(value, low), high);
 }
 
-// A red, green or blue channel: 0-255 or a percentage. Not rounded to a
-// byte: rgb(0.5 0 0) keeps its half step.
-static bool ChannelValue(const ColorArgument& arg, double* out) {
+// A bare number from 0 to `full`, or a percentage, as a fraction.
+static bool FractionValue(const ColorArgument& arg, double full, double* out) {
   if (arg.unit.empty()) {
-    *out = Clamp(arg.value, 0.0, 255.0) / 255.0;
+    *out = Clamp(arg.value, 0.0, full) / full;
   } else if (arg.unit == "%") {
     *out = Clamp(arg.value, 0.0, 100.0) / 100.0;
   } else {
@@ -377,16 +376,11 @@ static bool ChannelValue(const ColorArgument& arg, double* out) {
   return true;
 }
 
-static bool AlphaValue(const ColorArgument& arg, double* out) {
-  if (arg.unit.empty()) {
-    *out = Clamp(arg.value, 0.0, 1.0);
-  } else if (arg.unit == "%") {
-    *out = Clamp(arg.value, 0.0, 100.0) / 100.0;
-  } else {
-    return false;
-  }
-  return true;
-}
+// A red, green or blue channel: 0-255 or a percentage. Not rounded to a
+// byte: rgb(0.5 0 0) keeps its half step.
+static bool ChannelValue(const ColorArgument& arg, double* out) { return FractionValue(arg, 255.0, out); }
+
+static bool AlphaValue(const ColorArgument& arg, double* out) { return FractionValue(arg, 1.0, out); }
 
 // Saturation or lightness as a fraction. The comma form insists on '%'; the
 // space form also takes a bare number meaning the same.

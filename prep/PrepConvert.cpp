@@ -882,23 +882,16 @@ void Converter::WalkChildren(pugi::xml_node node, const Context& ctx, const Styl
 void Converter::WalkViewport(pugi::xml_node node, pugi::xml_node sizeFrom, const Context& ctx,
                              const Style& style, double x, double y) {
   Context inner = ctx;
-  double width = ctx.viewport.width, height = ctx.viewport.height;
-  for (pugi::xml_node n : {sizeFrom, node}) {
-    if (!n) continue;
-    double value;
-    if (n.attribute("width") && ParseLength(n.attribute("width").value(), ctx.viewport.width, &value)) {
-      width = value;
-      break;
+  // The first of the two nodes that gives a readable length wins.
+  auto dimension = [&](const char* name, double reference) {
+    for (pugi::xml_node n : {sizeFrom, node}) {
+      double value;
+      if (n && n.attribute(name) && ParseLength(n.attribute(name).value(), reference, &value)) return value;
     }
-  }
-  for (pugi::xml_node n : {sizeFrom, node}) {
-    if (!n) continue;
-    double value;
-    if (n.attribute("height") && ParseLength(n.attribute("height").value(), ctx.viewport.height, &value)) {
-      height = value;
-      break;
-    }
-  }
+    return reference;
+  };
+  double width = dimension("width", ctx.viewport.width);
+  double height = dimension("height", ctx.viewport.height);
   if (!(width > 0) || !(height > 0)) return;
   bool valid;
   double boxWidth = width, boxHeight = height;
