@@ -138,6 +138,10 @@ static_assert(kMostFollowers <= kPairRow, "a row holds every follower");
 // curves at a point that its neighbours already hold.
 constexpr float kCornerSeparation = 0.000001f;
 
+// The pentagon has five priced triangulations and the hexagon eight; the
+// pentagon's are padded to eight with copies, which change no least.
+constexpr int32_t kSetLanes = 8;
+
 // The price of a unit of internal edge, before the edge factor.
 constexpr float kDiagonalPrice = 0.025f;
 
@@ -210,6 +214,19 @@ struct PolygonSearch
 	// During the pentagon and hexagon searches: the price of the least
 	// diagonals per square root of the area (see PentagonAndHexagonRootPrice).
 	double rootPrice;
+	// During the pentagon and hexagon searches, where `setBound` is set: the
+	// least cost of each priced triangulation, t, as a sum over the pairs of
+	// consecutive lines (see PrepareSetWeights). Vertex i at (x, y) adds
+	// setWeightX[i][t] x + setWeightY[i][t] y, doubled like the areas;
+	// setCompletion[depth][line][t] and setPath[depth][t] are `completion`
+	// and `pathExcess` with those added, and setMargin is `margin` with room
+	// for their rounding.
+	bool setBound;
+	double setMargin;
+	double setWeightX[kMaxPolygonVertices][kSetLanes];
+	double setWeightY[kMaxPolygonVertices][kSetLanes];
+	double setCompletion[kMaxPolygonVertices][kDirectionCount][kSetLanes];
+	double setPath[kMaxPolygonVertices][kSetLanes];
 	// The kept lines in double precision, for the bounds that sweep many.
 	double lineNx[kDirectionCount];
 	double lineNy[kDirectionCount];
@@ -762,6 +779,140 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 	}
 }
 
+// The unit vector at angle 2 k steps (a 128th of a turn), k taken cyclically.
+static void DirectionAt(int32_t k, double* x, double* y)
+{
+	k &= kDirectionCount - 1;
+	double sign = (k < kHalfDirectionCount) ? 1.0 : -1.0;
+	*x = sign * double(kDirectionX[k & (kHalfDirectionCount - 1)]);
+	*y = sign * double(kDirectionY[k & (kHalfDirectionCount - 1)]);
+}
+
+// For the pentagons and hexagons whose first line is `first`. A diagonal
+// from vertex a to vertex b is at least as long as its projection on a
+// unit vector u, (Vb - Va) . u, which is linear in the vertices. So each
+// triangulation's diagonals are at least a sum over the vertices of dot
+// products with fixed vectors; vertex i is where lines i and i + 1 meet, so
+// that sum, like the area, adds up over pairs of consecutive lines, and its
+// least with the area over every completion is found as the least area is
+// (ComputeSetCompletions). Any unit vectors make a bound; the closest come
+// from the directions the diagonals have in the polygon of equal turns from
+// this first line, which is what round outlines, the ones that need this
+// most, are best enclosed by. As in the other bounds on the diagonals, the
+// price is a thousandth less, far more than the candidates' fast roots and
+// float sums can stray; the vectors are a little shorter than one, and
+// `setMargin` adds to the area's margin what rounding the products in
+// double can cost, and the length of a diagonal whose square the candidate
+// flushes to zero.
+static void PrepareSetWeights(PolygonSearch* search, const SearchBounds& bounds, int32_t first)
+{
+	search->setBound = false;
+	int32_t sides = bounds.sides;
+	if (!search->prune || sides < 5 || !(search->edgeFactor > 0.0f)) return;
+	const DiagonalList& list = (sides == 5) ? kPentagonDiagonals : kHexagonDiagonals;
+	double price = 2.0 * double(kDiagonalPrice) * double(search->edgeFactor) * 0.999 * (1.0 - 0x1p-20);
+	int32_t firstAngle = search->lines[first].angle;
+	for (int32_t i = 0; i < sides; i++)
+	{
+		for (int32_t t = 0; t < kSetLanes; t++)
+		{
+			search->setWeightX[i][t] = 0.0;
+			search->setWeightY[i][t] = 0.0;
+		}
+	}
+	for (int32_t t = 0; t < kSetLanes; t++)
+	{
+		int32_t set = (t < list.setCount) ? t : 0;
+		for (int32_t k = 0; k < sides - 3; k++)
+		{
+			// In the polygon of equal turns, vertex i lies at angle
+			// first + (i + 1/2) turn / sides from the centre, and the chord
+			// from a to b points a quarter turn past the mean of its ends'
+			// angles: the nearest of the 128 directions to that.
+			int32_t d = list.sets[set][k];
+			int32_t a = list.ends[d][0];
+			int32_t b = list.ends[d][1];
+			int32_t twiceSteps = sides * (firstAngle + 64) + 128 * (a + b + 1);
+			double ux;
+			double uy;
+			DirectionAt((twiceSteps + sides) / (2 * sides), &ux, &uy);
+			search->setWeightX[b][t] += price * ux;
+			search->setWeightY[b][t] += price * uy;
+			search->setWeightX[a][t] -= price * ux;
+			search->setWeightY[a][t] -= price * uy;
+		}
+	}
+	double largest = search->reach * 0x1p12;
+	search->setMargin = search->margin + price * double(sides - 3) * (largest * 0x1p-40 + 0x1p-60);
+	search->setBound = std::isfinite(search->setMargin);
+}
+
+// `out` takes `path` with the pair that ends at vertex i added: its excess
+// and its vertex, met at `meet`, priced for every triangulation.
+static void AddSetPair(const PolygonSearch* search, const double* path, int32_t i, double excess, const Point2D& meet, double* out)
+{
+	double x = double(meet.x);
+	double y = double(meet.y);
+	for (int32_t t = 0; t < kSetLanes; t++) out[t] = path[t] + excess + search->setWeightX[i][t] * x + search->setWeightY[i][t] * y;
+}
+
+// Fills `setCompletion` for the candidates whose first line is `first`, as
+// ComputeCompletions fills `completion`, over the same windows.
+static void ComputeSetCompletions(PolygonSearch* search, const SearchBounds& bounds, int32_t first)
+{
+	static const double kNothing[kSetLanes] = {};
+	int32_t firstAngle = search->lines[first].angle;
+	int32_t last = bounds.sides - 1;
+	for (int32_t depth = last; depth >= 0; depth--)
+	{
+		int32_t from = first;
+		int32_t to = first + 1;
+		if (depth > 0)
+		{
+			int32_t low = firstAngle + Larger(depth * bounds.minGap, bounds.floor[depth]);
+			int32_t high = Smaller(Smaller(firstAngle + depth * bounds.maxGap, firstAngle + bounds.cap[depth]), kAngleCount - 1);
+			if (low > high) continue;
+			from = search->firstAtAngle[low];
+			to = search->firstAtAngle[high + 1];
+		}
+
+		for (int32_t x = from; x < to; x++)
+		{
+			double* least = search->setCompletion[depth][x];
+			if (depth == last)
+			{
+				AddSetPair(search, kNothing, depth, Excess(search, x, first), Meet(search, x, first), least);
+				continue;
+			}
+			for (int32_t t = 0; t < kSetLanes; t++) least[t] = double(INFINITY);
+			int32_t low;
+			int32_t high;
+			AngleWindow(bounds, depth + 1, firstAngle, search->lines[x].angle, &low, &high);
+			if (low > high) continue;
+			for (int32_t y = search->firstAtAngle[low], end = search->firstAtAngle[high + 1]; y < end; y++)
+			{
+				int32_t offset = Follower(search, x, y);
+				double value[kSetLanes];
+				AddSetPair(search, search->setCompletion[depth + 1][y], depth, search->excess[x][offset], search->meet[x][offset], value);
+				for (int32_t t = 0; t < kSetLanes; t++) least[t] = (value[t] < least[t]) ? value[t] : least[t];
+			}
+		}
+	}
+}
+
+// True when, for every triangulation, the least cost of a candidate that
+// goes on from `path`, with the line at `depth` being `index`, is at least
+// the cut.
+static bool SetsCannotWin(const PolygonSearch* search, const double* path, int32_t depth, int32_t index)
+{
+	const double* rest = search->setCompletion[depth][index];
+	auto least = [](double a, double b) { return (b < a) ? b : a; };
+	auto pair = [&](int32_t t) { return least(path[t] + rest[t], path[t + 1] + rest[t + 1]); };
+	static_assert(kSetLanes == 8, "eight lanes");
+	double value = least(least(pair(0), pair(2)), least(pair(4), pair(6)));
+	return search->outlineArea + value - search->setMargin >= 2.0 * double(search->cut);
+}
+
 // The least total length of a triangulation's diagonals, given the length
 // of each diagonal in the order of `list`.
 static double LeastTriangulation(const DiagonalList& list, const double* length)
@@ -790,191 +941,38 @@ static double RayDistance(double x, double y, double ox, double oy, double tx, d
 	return (distance > 0.0) ? distance : 0.0;
 }
 
-// With every line but the last chosen, true when no last line can give a
-// cheaper candidate: its least area plus the price of the least diagonals.
-// The last two vertices are unknown, but each lies on a known line: the one
-// after the known vertices on the line chosen last, no nearer than where
-// the first allowed last line meets it; the one before the first vertex on
-// the first line, no nearer than where the last allowed last line meets it.
+// With three lines of a quadrilateral chosen, the last of them `index` at
+// `depth` 2, true when no fourth line can give a cheaper candidate: its
+// least area plus the price of the shorter diagonal. The last two vertices
+// are unknown, but each lies on a known line: vertex 2 on line `index`, no
+// nearer than where the first allowed fourth line meets it; vertex 3 on the
+// first line, no nearer than where the last allowed fourth line meets it.
 // (Support lines of one convex outline meet ever further along a line as
-// the other turns away.) A diagonal to either is at least the distance
-// from its known end to that ray.
-static bool DiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& bounds, int32_t depth, int32_t index)
+// the other turns away.) Each diagonal is at least the distance from its
+// known end to its other end's ray.
+static bool DiagonalsCannotWin(const PolygonSearch* search, int32_t depth, int32_t index)
 {
-	int32_t sides = bounds.sides;
 	const Point2D* v = search->vertices;
 	int32_t first = search->chosen[0];
 
 	int32_t low;
 	int32_t high;
-	AngleWindow(bounds, depth + 1, search->lines[first].angle, search->lines[index].angle, &low, &high);
+	AngleWindow(kQuadBounds, depth + 1, search->lines[first].angle, search->lines[index].angle, &low, &high);
 	if (low > high) return true;
 	int32_t nearest = search->firstAtAngle[low];
 	int32_t farthest = search->firstAtAngle[high + 1] - 1;
 	if (nearest > farthest) return true;
 
-	// Ray of vertex sides - 2 forwards along line `index`; ray of vertex
-	// sides - 1 backwards along the first line.
+	// Vertex 2 runs forwards along line `index`, vertex 3 backwards along
+	// the first line.
 	const TangentLine& last = search->lines[index];
 	const TangentLine& firstLine = search->lines[first];
 	const Point2D& start = Meet(search, index, nearest);
 	const Point2D& end = Meet(search, farthest, first);
-	double rayX[2] = {double(start.x), double(end.x)};
-	double rayY[2] = {double(start.y), double(end.y)};
-	double rayTx[2] = {-double(last.ny), double(firstLine.ny)};
-	double rayTy[2] = {double(last.nx), -double(firstLine.nx)};
+	double diagonal02 = RayDistance(double(v[0].x), double(v[0].y), double(start.x), double(start.y), -double(last.ny), double(last.nx), search->reach);
+	double diagonal13 = RayDistance(double(v[1].x), double(v[1].y), double(end.x), double(end.y), double(firstLine.ny), -double(firstLine.nx), search->reach);
 
-	static const DiagonalList kQuadDiagonals = {2, {{0, 2}, {1, 3}}, 0, {}};
-	const DiagonalList& list = (sides == 4) ? kQuadDiagonals : (sides == 5) ? kPentagonDiagonals : kHexagonDiagonals;
-	double length[9];
-	for (int32_t d = 0; d < list.count; d++)
-	{
-		int32_t a = list.ends[d][0];
-		int32_t b = list.ends[d][1];
-		double x = double(v[a].x);
-		double y = double(v[a].y);
-		double value;
-		if (b < depth)
-		{
-			double dx = double(v[b].x) - x;
-			double dy = double(v[b].y) - y;
-			value = std::sqrt(dx * dx + dy * dy) - 2.0 * search->reach;
-		}
-		else
-		{
-			int32_t ray = b - depth;
-			value = RayDistance(x, y, rayX[ray], rayY[ray], rayTx[ray], rayTy[ray], search->reach);
-		}
-		length[d] = (value > 0.0) ? value : 0.0;
-	}
-
-	// A quadrilateral prices the shorter diagonal.
-	double least = (sides == 4) ? ((length[0] < length[1]) ? length[0] : length[1]) : LeastTriangulation(list, length);
-	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
-	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
-	return leastArea + price >= double(search->cut);
-}
-
-// For a pentagon or hexagon with lines up to `depth` chosen and two or more
-// to come, true when no completion can cost less than the cut: its least area plus the price of
-// its least diagonals. An unknown vertex m is where lines m and m + 1 meet
-// (the last meets line 0), and a candidate's vertex lies inside every one
-// of its lines, so its distance to vertex m is at least its distance to
-// either line; each line's angle range follows from the angle bounds, and
-// the least over that range stands in. Vertex `depth` lies on the chosen
-// line between where the nearest and the farthest next line meet it, and
-// the last vertex likewise on the first line; a distance to a line is
-// linear along such a segment, so its ends bound the vertex between them.
-static bool OpenDiagonalsCannotWin(const PolygonSearch* search, const SearchBounds& bounds, int32_t depth, int32_t index)
-{
-	int32_t sides = bounds.sides;
-	int32_t first = search->chosen[0];
-	int32_t firstAngle = search->lines[first].angle;
-
-	// The kept lines that line q may be, [begin[q], end[q]).
-	int32_t begin[kMaxPolygonVertices + 1];
-	int32_t end[kMaxPolygonVertices + 1];
-	begin[0] = first;
-	end[0] = first + 1;
-	begin[depth] = index;
-	end[depth] = index + 1;
-	int32_t low = search->lines[index].angle;
-	int32_t high = low;
-	for (int32_t q = depth + 1; q < sides; q++)
-	{
-		low = Larger(low + bounds.minGap, firstAngle + bounds.floor[q]);
-		high = Smaller(Smaller(high + bounds.maxGap, firstAngle + bounds.cap[q]), kAngleCount - 1);
-		if (low > high) return true;
-		begin[q] = search->firstAtAngle[low];
-		end[q] = search->firstAtAngle[high + 1];
-		if (begin[q] >= end[q]) return true;
-	}
-	begin[sides] = begin[0];
-	end[sides] = end[0];
-
-	// The ends of the segments that hold vertex `depth` and the last vertex.
-	Point2D ends[2][2] = {{Meet(search, index, begin[depth + 1]), Meet(search, index, end[depth + 1] - 1)},
-		{Meet(search, begin[sides - 1], first), Meet(search, end[sides - 1] - 1, first)}};
-
-	// Points: the known vertices, then the two ends of each segment.
-	const Point2D* v = search->vertices;
-	double pointX[kMaxPolygonVertices + 4];
-	double pointY[kMaxPolygonVertices + 4];
-	for (int32_t k = 0; k < depth; k++)
-	{
-		pointX[k] = double(v[k].x);
-		pointY[k] = double(v[k].y);
-	}
-	for (int32_t k = 0; k < 4; k++)
-	{
-		pointX[depth + k] = double(ends[k / 2][k % 2].x);
-		pointY[depth + k] = double(ends[k / 2][k % 2].y);
-		if (!std::isfinite(pointX[depth + k]) || !std::isfinite(pointY[depth + k])) return false;
-	}
-
-	// nearest[p][q]: the least over the lines that line q may be of how far
-	// point p (a segment: either end) lies inside the line, worked once.
-	// Over a segment the least of linear functions is least at an end; the
-	// greater of two such least values need not be, so ends go per line.
-	double nearest[kMaxPolygonVertices + 2][kMaxPolygonVertices + 1];
-	bool worked[kMaxPolygonVertices + 2][kMaxPolygonVertices + 1] = {};
-	auto leastGap = [&](int32_t point, int32_t q) {
-		if (worked[point][q]) return nearest[point][q];
-		int32_t from = (point < depth) ? point : depth + 2 * (point - depth);
-		int32_t count = (point < depth) ? 1 : 2;
-		double least = double(INFINITY);
-		for (int32_t L = begin[q]; L < end[q]; L++)
-		{
-			for (int32_t k = from; k < from + count; k++)
-			{
-				double gap = search->lineDistance[L] - (pointX[k] * search->lineNx[L] + pointY[k] * search->lineNy[L]);
-				least = (gap < least) ? gap : least;
-			}
-		}
-		worked[point][q] = true;
-		nearest[point][q] = least;
-		return least;
-	};
-	auto toVertex = [&](int32_t point, int32_t m) {
-		double one = leastGap(point, m);
-		double other = leastGap(point, m + 1);
-		return (one > other) ? one : other;
-	};
-
-	// Each diagonal's ends are listed lower first. One between two vertices
-	// that lie anywhere in their ranges counts nothing.
-	double reach = search->reach;
-	const DiagonalList& list = (sides == 5) ? kPentagonDiagonals : kHexagonDiagonals;
-	double length[9];
-	for (int32_t d = 0; d < list.count; d++)
-	{
-		int32_t a = list.ends[d][0];
-		int32_t b = list.ends[d][1];
-		double value = 0.0;
-		if (b < depth)
-		{
-			double dx = pointX[b] - pointX[a];
-			double dy = pointY[b] - pointY[a];
-			value = std::sqrt(dx * dx + dy * dy) - 2.0 * reach;
-		}
-		else if (a < depth)
-		{
-			value = toVertex(a, b) - 2.0 * reach;
-		}
-		else if (a == depth)
-		{
-			// One end on a segment, the other unknown.
-			value = toVertex(depth, b) - 3.0 * reach;
-		}
-		else if (b == sides - 1)
-		{
-			value = toVertex(depth + 1, a) - 3.0 * reach;
-		}
-		length[d] = (value > 0.0) ? value : 0.0;
-	}
-
-	double least = LeastTriangulation(list, length);
-	if (!std::isfinite(least)) return false;
+	double least = (diagonal02 < diagonal13) ? diagonal02 : diagonal13;
 	double leastArea = (search->outlineArea + search->pathExcess[depth] + search->completion[depth][index] - search->margin) * 0.5;
 	double price = double(kDiagonalPrice) * double(search->edgeFactor) * least * 0.999;
 	return leastArea + price >= double(search->cut);
@@ -1157,6 +1155,12 @@ static void CloseCandidates(PolygonSearch* search, const SearchBounds& bounds, i
 	{
 		if (search->lines[index].angle > high) break;
 		if (LeastCostCannotWin(search, path + Excess(search, previous, index) + closing[index])) continue;
+		if (search->setBound)
+		{
+			double setPath[kSetLanes];
+			AddSetPair(search, search->setPath[depth - 1], depth - 1, Excess(search, previous, index), Meet(search, previous, index), setPath);
+			if (SetsCannotWin(search, setPath, depth, index)) continue;
+		}
 
 		search->chosen[depth] = index;
 		v[depth - 1] = Meet(search, previous, index);
@@ -1207,6 +1211,13 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 				ComputeCompletions(search, bounds, index);
 				search->pathExcess[0] = 0.0;
 				if (CannotWin(search, 0, index)) continue;
+				PrepareSetWeights(search, bounds, index);
+				if (search->setBound)
+				{
+					ComputeSetCompletions(search, bounds, index);
+					for (int32_t t = 0; t < kSetLanes; t++) search->setPath[0][t] = 0.0;
+					if (SetsCannotWin(search, search->setPath[0], 0, index)) continue;
+				}
 			}
 			search->crossSum[0] = 0.0f;
 			ExtendCandidate(search, bounds, 1, index + 1);
@@ -1217,6 +1228,11 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		{
 			search->pathExcess[depth] = search->pathExcess[depth - 1] + Excess(search, previous, index);
 			if (CannotWin(search, depth, index)) continue;
+			if (search->setBound)
+			{
+				AddSetPair(search, search->setPath[depth - 1], depth - 1, Excess(search, previous, index), Meet(search, previous, index), search->setPath[depth]);
+				if (SetsCannotWin(search, search->setPath[depth], depth, index)) continue;
+			}
 		}
 
 		// Vertex depth - 1 is where this line meets the one before.
@@ -1224,8 +1240,7 @@ static void ExtendCandidate(PolygonSearch* search, const SearchBounds& bounds, i
 		v[depth - 1] = Meet(search, previous, index);
 		if (depth >= 2) search->crossSum[depth - 1] = search->crossSum[depth - 2] + CrossTerm(v[depth - 2], v[depth - 1]);
 
-		if (search->prune && bounds.sides >= 4 && depth == bounds.sides - 2 && DiagonalsCannotWin(search, bounds, depth, index)) continue;
-		if (search->prune && bounds.sides >= 5 && depth >= 1 && depth <= bounds.sides - 3 && OpenDiagonalsCannotWin(search, bounds, depth, index)) continue;
+		if (search->prune && bounds.sides == 4 && depth == 2 && DiagonalsCannotWin(search, depth, index)) continue;
 
 		if (depth + 1 < bounds.sides)
 		{
@@ -1386,7 +1401,9 @@ static void SearchPolygons(PolygonSearch* search, const SearchBounds& bounds)
 {
 	if (search->lineCount < bounds.sides) return;
 	search->rootPrice = PentagonAndHexagonRootPrice(search, bounds.sides);
+	search->setBound = false;
 	ExtendCandidate(search, bounds, 0, 0);
+	search->setBound = false;
 	search->rootPrice = 0.0;
 }
 
