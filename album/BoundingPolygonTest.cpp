@@ -339,6 +339,9 @@ TEST(ComputeBoundingPolygon, PrunedSearchAgreesWithTryingEveryCandidate)
 	// bounds on the diagonals still to come can tell them apart; every one
 	// is searched whole at every limit.
 	size_t everyLimit = outlines.size();
+	// A circle far below and far above unit size, where the fixed parts of
+	// the margins and the rounding of long products count most.
+	for (double scale : {1e-15, 1e15}) outlines.push_back({Ellipse(scale, scale, scale, scale)});
 	for (int k = 0; k < 4; k++)
 	{
 		double turn = 0.13 * k;
