@@ -225,7 +225,8 @@ struct PolygonSearch
 	double setMargin;
 	double setWeightX[kMaxPolygonVertices][kSetLanes];
 	double setWeightY[kMaxPolygonVertices][kSetLanes];
-	double setCompletion[kMaxPolygonVertices][kDirectionCount][kSetLanes];
+	// Those searches run over every other direction only, so over at most 64 lines.
+	double setCompletion[kMaxPolygonVertices][kHalfDirectionCount][kSetLanes];
 	double setPath[kMaxPolygonVertices][kSetLanes];
 	// The kept lines in double precision, for the bounds that sweep many.
 	double lineNx[kDirectionCount];
@@ -779,7 +780,7 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 	}
 }
 
-// The unit vector at angle 2 k steps (a 128th of a turn), k taken cyclically.
+// The unit vector k 128ths of a turn round, k taken cyclically.
 static void DirectionAt(int32_t k, double* x, double* y)
 {
 	k &= kDirectionCount - 1;
@@ -808,7 +809,7 @@ static void PrepareSetWeights(PolygonSearch* search, const SearchBounds& bounds,
 {
 	search->setBound = false;
 	int32_t sides = bounds.sides;
-	if (!search->prune || sides < 5 || !(search->edgeFactor > 0.0f)) return;
+	if (!search->prune || sides < 5 || search->lineCount > kHalfDirectionCount || !(search->edgeFactor > 0.0f)) return;
 	const DiagonalList& list = (sides == 5) ? kPentagonDiagonals : kHexagonDiagonals;
 	double price = 2.0 * double(kDiagonalPrice) * double(search->edgeFactor) * 0.999 * (1.0 - 0x1p-20);
 	int32_t firstAngle = search->lines[first].angle;
