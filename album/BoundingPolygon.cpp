@@ -715,6 +715,22 @@ static void AngleWindow(const SearchBounds& bounds, int32_t depth, int32_t first
 	*high = Smaller(Smaller(previousAngle + bounds.maxGap, first + bounds.cap[depth]), kAngleCount - 1);
 }
 
+// The kept lines [from, to) that line number `depth` of a candidate whose
+// first line is `first` may be, by the angle bounds alone; false when none.
+static bool LinesAtDepth(const PolygonSearch* search, const SearchBounds& bounds, int32_t first, int32_t depth, int32_t* from, int32_t* to)
+{
+	*from = first;
+	*to = first + 1;
+	if (depth == 0) return true;
+	int32_t firstAngle = search->lines[first].angle;
+	int32_t low = firstAngle + Larger(depth * bounds.minGap, bounds.floor[depth]);
+	int32_t high = Smaller(Smaller(firstAngle + depth * bounds.maxGap, firstAngle + bounds.cap[depth]), kAngleCount - 1);
+	if (low > high) return false;
+	*from = search->firstAtAngle[low];
+	*to = search->firstAtAngle[high + 1];
+	return true;
+}
+
 // Fills `completion` for the candidates whose first line is `first`, from
 // the last depth back: the least excess over every way the angle bounds let
 // the cycle close from each line that a depth can reach.
@@ -724,16 +740,9 @@ static void ComputeCompletions(PolygonSearch* search, const SearchBounds& bounds
 	int32_t last = bounds.sides - 1;
 	for (int32_t depth = last; depth >= 0; depth--)
 	{
-		int32_t from = first;
-		int32_t to = first + 1;
-		if (depth > 0)
-		{
-			int32_t low = firstAngle + Larger(depth * bounds.minGap, bounds.floor[depth]);
-			int32_t high = Smaller(Smaller(firstAngle + depth * bounds.maxGap, firstAngle + bounds.cap[depth]), kAngleCount - 1);
-			if (low > high) continue;
-			from = search->firstAtAngle[low];
-			to = search->firstAtAngle[high + 1];
-		}
+		int32_t from;
+		int32_t to;
+		if (!LinesAtDepth(search, bounds, first, depth, &from, &to)) continue;
 
 		for (int32_t x = from; x < to; x++)
 		{
@@ -866,16 +875,9 @@ static void ComputeSetCompletions(PolygonSearch* search, const SearchBounds& bou
 	int32_t last = bounds.sides - 1;
 	for (int32_t depth = last; depth >= 0; depth--)
 	{
-		int32_t from = first;
-		int32_t to = first + 1;
-		if (depth > 0)
-		{
-			int32_t low = firstAngle + Larger(depth * bounds.minGap, bounds.floor[depth]);
-			int32_t high = Smaller(Smaller(firstAngle + depth * bounds.maxGap, firstAngle + bounds.cap[depth]), kAngleCount - 1);
-			if (low > high) continue;
-			from = search->firstAtAngle[low];
-			to = search->firstAtAngle[high + 1];
-		}
+		int32_t from;
+		int32_t to;
+		if (!LinesAtDepth(search, bounds, first, depth, &from, &to)) continue;
 
 		for (int32_t x = from; x < to; x++)
 		{
