@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <vector>
 
 #include "stroke/CurveTools.h"
 #include "stroke/QuadraticCurve.h"
@@ -42,6 +41,7 @@ bool BandWorkspace::Reserve(int32_t count)
 	hullBounds.SetCount(grown);
 	curveLocation.SetCount(grown);
 	bandCurves.SetCount(grown * 2 * kMaxBandCount);
+	curveEdges.SetCount(grown * 2);
 	return true;
 }
 
@@ -201,9 +201,9 @@ BandCounts ChooseBandCounts(int32_t count, const QuadraticCurve*, const Box2D& b
 	// Past the limit the per-curve boxes were never stored; the shape fails later.
 	if (!workspace->Reserve(count)) return result;
 
-	std::vector<float> edges(size_t(count) * 2);
-	result.x = ChooseDirection(count, workspace, true, box.xMin, box.xMax - box.xMin, limit, edges.data(), edges.data() + count);
-	result.y = ChooseDirection(count, workspace, false, box.yMin, box.yMax - box.yMin, limit, edges.data(), edges.data() + count);
+	float* edges = workspace->curveEdges.GetData();
+	result.x = ChooseDirection(count, workspace, true, box.xMin, box.xMax - box.xMin, limit, edges, edges + count);
+	result.y = ChooseDirection(count, workspace, false, box.yMin, box.yMax - box.yMin, limit, edges, edges + count);
 	return result;
 }
 

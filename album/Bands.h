@@ -55,6 +55,9 @@ struct BandWorkspace
 	// Room for every band of both directions holding every curve.
 	Array<uint16_t, 0> bandCurves;
 
+	// The band count search's sorted curve edges: lows, then highs.
+	Array<float, 0> curveEdges;
+
 	// The counts the lists were last built for; WriteBands lays out nothing else.
 	BandCounts listCounts;
 	bool listsValid;
