@@ -37,6 +37,9 @@ extern const uint8_t kTriangulationDiagonals[kTriangulationCount][3][2];
 // pairs into `outVertices` (room for twelve; only the used places are
 // written) and returns the polygon code, 0 when there is none or
 // `maxVertices` is 0. A `maxVertices` below 5 still allows quadrilaterals.
+// Each group's curves are closed outlines, every end some curve's start:
+// ends are not looked at, so an open run may stick out of its polygon, and
+// the pruned search may then choose otherwise than the full one.
 uint16_t ComputeBoundingPolygon(int32_t groupCount, const int32_t* counts, const QuadraticCurve* const* curveArrays,
 	uint16_t* outVertices, int32_t maxVertices, float edgeFactor);
 

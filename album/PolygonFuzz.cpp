@@ -1,12 +1,13 @@
 // Fuzz target: any bytes as curves for the bounding polygon. The pruned
 // search must choose exactly what the search that tries every candidate
-// chooses, whatever the outline: tiny, flat, crossed, or with infinities and
-// NaNs. A difference is a bound that cut a candidate it had no right to.
+// chooses, whatever the closed outline: tiny, flat, crossed, or with
+// infinities and NaNs. A difference is a bound that cut a candidate it had no right to.
 //
 // Input: byte 0 the vertex limit, byte 1 the edge factor (low 3 bits) and
 // whether coordinates are raw floats (bit 7), byte 2 the group count, byte 3
 // the scale of grid coordinates; then the curves, six coordinates each, as
-// signed 16-bit grid steps times the scale, or as raw floats.
+// signed 16-bit grid steps times the scale, or as raw floats. A curve's
+// start is then moved to the end of the curve before it in its group.
 //
 // Grid outlines span at most 4 units, so some candidate is always accepted
 // and pruning has a cut to work against. Larger ones refuse every candidate
@@ -70,14 +71,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 		curves[i] = {{values[0], values[1]}, {values[2], values[3]}, {values[4], values[5]}};
 	}
 
-	// The curves are dealt out into the groups in turn-sized runs.
+	// The curves are dealt out into the groups in turn-sized runs, and each
+	// run is made a closed outline: every curve starts where the one before
+	// it ends. The search takes only starts and turning points, so an open
+	// run would have an outline the lines do not all touch.
 	std::vector<int32_t> counts(size_t(groupCount), 0);
 	std::vector<const QuadraticCurve*> arrays(size_t(groupCount), curves.data());
 	size_t share = curveCount / size_t(groupCount);
 	for (int32_t g = 0; g < groupCount; g++)
 	{
-		arrays[size_t(g)] = curves.data() + size_t(g) * share;
-		counts[size_t(g)] = int32_t((g + 1 == groupCount) ? curveCount - size_t(g) * share : share);
+		size_t begin = size_t(g) * share;
+		size_t count = (g + 1 == groupCount) ? curveCount - begin : share;
+		arrays[size_t(g)] = curves.data() + begin;
+		counts[size_t(g)] = int32_t(count);
+		for (size_t i = 0; i < count; i++) curves[begin + i].p0 = curves[begin + (i + count - 1) % count].p2;
 	}
 
 	uint16_t pruned[12] = {};
